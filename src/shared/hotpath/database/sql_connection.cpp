@@ -1,0 +1,225 @@
+#include "shared/hotpath/database/sql_connection.h"
+
+#include <sqlite3.h>
+
+#include <new>
+#include <string>
+
+#include "diag/safety.h"
+
+namespace hotpath {
+namespace {
+
+static_assert(step_row == SQLITE_ROW && step_done == SQLITE_DONE);
+
+bool traces_calls() { return (diag::trace_flags & diag::TRACE_DB_CALLS) != 0; }
+bool traces_errors() { return (diag::trace_flags & diag::TRACE_DB_ERRORS) != 0; }
+
+int open_flags(OpenMode mode) {
+    switch (mode) {
+        case OpenMode::ReadOnly: return SQLITE_OPEN_READONLY;
+        case OpenMode::ReadWrite: return SQLITE_OPEN_READWRITE;
+        case OpenMode::ReadWriteCreate: return SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+    }
+    return SQLITE_OPEN_READONLY;
+}
+
+// A parameter's text: "?" and its number in three digits.
+std::string parameter(const ColumnSpec& column) {
+    const std::string number = std::to_string(column.index + 1);
+    return "?" + std::string(number.size() < 3 ? 3 - number.size() : 0, '0') + number;
+}
+
+std::string condition(const ColumnSpec& column) {
+    return std::string(column.name) + "=" + parameter(column);
+}
+
+// One text for each column of the list, with a text between them.
+template <class Text>
+std::string list_of(const TableSpec& table, ColumnList columns, const char* between, Text text) {
+    std::string list;
+    for (const std::uint32_t column : columns) {
+        if (!list.empty()) list += between;
+        list += text(table.columns[column]);
+    }
+    return list;
+}
+
+}  // namespace
+
+DatabaseHandle::~DatabaseHandle() { close(); }
+
+bool DatabaseHandle::open(const char* path, OpenMode mode) {
+    const int rc = sqlite3_open_v2(path, &m_connection, open_flags(mode), nullptr);
+    if (traces_calls()) {
+        diag::trace_print("DatabaseHandle::open(%s) : %p ", path, static_cast<void*>(m_connection));
+        diag::trace_print("Result = %s\n", rc == SQLITE_OK ? "SUCCESS" : "FAILED");
+    }
+    return rc == SQLITE_OK;
+}
+
+void DatabaseHandle::close() {
+    if (m_closed) return;
+    m_closed = true;
+    if (traces_calls())
+        diag::trace_print("DatabaseHandle::close %p", static_cast<void*>(m_connection));
+    if (m_connection != nullptr) sqlite3_close(m_connection);
+    m_connection = nullptr;
+}
+
+bool SqlStatement::init_sql_statement(const DatabaseHandle& db, const char* sql) {
+    if (traces_calls()) diag::trace_print("init_sql_statement: %s\n\n", sql);
+    const bool done = prepare(db, sql);
+    if (!done && traces_errors()) diag::trace_print("FAILED in: init_sql_statement: %s\n", sql);
+    return done;
+}
+
+bool SqlStatement::prepare(const DatabaseHandle& db, const char* sql) {
+    finalize();
+    return sqlite3_prepare_v2(db.connection(), sql, -1, &m_statement, nullptr) == SQLITE_OK;
+}
+
+int SqlStatement::step() const { return sqlite3_step(m_statement); }
+
+void SqlStatement::reset() const {
+    sqlite3_clear_bindings(m_statement);
+    sqlite3_reset(m_statement);
+}
+
+void SqlStatement::finalize() {
+    if (m_statement != nullptr) sqlite3_finalize(m_statement);
+    m_statement = nullptr;
+}
+
+void SqlStatement::bind_text(std::uint32_t index, std::string_view value) const {
+    const int rc = sqlite3_bind_text(m_statement, static_cast<int>(index) + 1, value.data(),
+                                     static_cast<int>(value.size()), SQLITE_STATIC);
+    ASSERTX_TEXT(rc == 0, "Internal error: Failed to bind data to stmt");
+}
+
+void SqlStatement::bind_uint64(std::uint32_t index, std::uint64_t value) const {
+    const int rc = sqlite3_bind_int64(m_statement, static_cast<int>(index) + 1,
+                                      static_cast<sqlite3_int64>(value));
+    ASSERTX_TEXT(rc == 0, "Internal error: Failed to bind data to stmt");
+}
+
+void SqlStatement::bind_uint32(std::uint32_t index, std::uint32_t value) const {
+    const int rc =
+        sqlite3_bind_int(m_statement, static_cast<int>(index) + 1, static_cast<int>(value));
+    ASSERTX_TEXT(rc == 0, "Internal error: Failed to bind data to stmt");
+}
+
+void SqlStatement::bind_uint16(std::uint32_t index, std::uint16_t value) const {
+    const int rc = sqlite3_bind_int(m_statement, static_cast<int>(index) + 1, value);
+    ASSERTX_TEXT(rc == 0, "Internal error: Failed to bind data to stmt");
+}
+
+const char* SqlStatement::column_text(int column) const {
+    return reinterpret_cast<const char*>(sqlite3_column_text(m_statement, column));
+}
+
+std::int64_t SqlStatement::column_int64(int column) const {
+    return sqlite3_column_int64(m_statement, column);
+}
+
+std::int32_t SqlStatement::column_int(int column) const {
+    return sqlite3_column_int(m_statement, column);
+}
+
+bool SelectStatement::init(const DatabaseHandle& db, const TableSpec& table,
+                           ColumnList conditions) {
+    const std::string sql = std::string("SELECT * FROM ") + table.name + " WHERE " +
+                            list_of(table, conditions, " AND ", condition);
+    return init_sql_statement(db, sql.c_str());
+}
+
+bool InsertStatement::init(const DatabaseHandle& db, const TableSpec& table, ColumnList columns) {
+    const auto name = [](const ColumnSpec& column) { return column.name; };
+    const std::string sql = std::string("INSERT INTO  ") + table.name + " (" +
+                            list_of(table, columns, ", ", name) + ") VALUES (" +
+                            list_of(table, columns, ", ", parameter) + ")";
+    return init_sql_statement(db, sql.c_str());
+}
+
+bool DeleteStatement::init(const DatabaseHandle& db, const TableSpec& table,
+                           std::uint32_t condition_column) {
+    const std::string sql = std::string("DELETE FROM ") + table.name + " WHERE " +
+                            condition(table.columns[condition_column]);
+    return init_sql_statement(db, sql.c_str());
+}
+
+bool UpdateStatement::init(const DatabaseHandle& db, const TableSpec& table,
+                           std::uint32_t set_column, std::uint32_t condition_column) {
+    const std::string sql = std::string("UPDATE ") + table.name + " SET " +
+                            condition(table.columns[set_column]) + " WHERE " +
+                            condition(table.columns[condition_column]);
+    return init_sql_statement(db, sql.c_str());
+}
+
+TextTable::~TextTable() {
+    if (m_cells != nullptr) sqlite3_free_table(m_cells);
+    sqlite3_free(m_error);
+}
+
+bool TextTable::read(const DatabaseHandle& db, const char* sql) {
+    sqlite3_get_table(db.connection(), sql, &m_cells, &m_row_count, &m_column_count, &m_error);
+    return m_error == nullptr && m_cells != nullptr;
+}
+
+std::string_view TextTable::cell(int row, int column) const {
+    if (column >= m_column_count) return {};
+    // The column names stand in front of the first row.
+    const auto place =
+        (static_cast<std::size_t>(row) + 1) * static_cast<std::size_t>(m_column_count) +
+        static_cast<std::size_t>(column);
+    const char* const text = m_cells[place];
+    return text == nullptr ? std::string_view{} : std::string_view(text);
+}
+
+DbOpenResult SqlConnection::open(const char* path, OpenMode mode) {
+    m_db.reset(new (std::nothrow) DatabaseHandle);
+    ASSERTX_TEXT(m_db, "Memory allocation failed");
+    if (!m_db->open(path, mode)) {
+        m_db.reset();
+        return DbOpenCannotOpen;
+    }
+    if (mode == OpenMode::ReadOnly) return DbOpenOk;
+    if (m_begin_transaction.init_sql_statement(*m_db, "BEGIN TRANSACTION") &&
+        m_end_transaction.init_sql_statement(*m_db, "END TRANSACTION"))
+        return DbOpenOk;
+    m_begin_transaction.finalize();
+    m_db.reset();
+    return DbOpenSchemaError;
+}
+
+void SqlConnection::close() {
+    m_begin_transaction.finalize();
+    m_end_transaction.finalize();
+    if (m_db) m_db->close();
+    m_db.reset();
+}
+
+bool SqlConnection::exec_sql(const char* sql) const {
+    if (traces_calls()) diag::trace_print("Executing DB CMD: %s\n", sql);
+    char* error = nullptr;
+    const int rc = sqlite3_exec(m_db->connection(), sql, nullptr, nullptr, &error);
+    // A failure for which SQLite has no text counts as success.
+    if (rc == SQLITE_OK || error == nullptr) return true;
+    if (traces_errors()) diag::trace_print("SQL error: %s\n", error);
+    sqlite3_free(error);
+    return false;
+}
+
+void SqlConnection::begin_transaction() const { m_begin_transaction.step(); }
+
+int SqlConnection::end_transaction() const { return m_end_transaction.step(); }
+
+OptionalId SqlConnection::max_column_value(const char* table, const char* column) const {
+    const std::string sql = std::string("SELECT MAX(") + column + ") FROM " + table;
+    SqlStatement statement;
+    if (!statement.prepare(*m_db, sql.c_str())) return {};
+    if (statement.step() != step_row) return {};
+    return {static_cast<std::uint32_t>(statement.column_int(0)), true};
+}
+
+}  // namespace hotpath

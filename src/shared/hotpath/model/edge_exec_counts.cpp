@@ -1,0 +1,146 @@
+#include "shared/hotpath/model/edge_exec_counts.h"
+
+#include <algorithm>
+#include <cinttypes>
+
+#include "diag/reporter.h"
+#include "shared/hotpath/model/function_record_factory.h"
+#include "shared/hotpath/model/hashing.h"
+
+namespace hotpath {
+namespace {
+
+bool has_addresses(const EdgeRecord& edge, std::uint64_t from_address, std::uint64_t to_address) {
+    return edge.from_address() == from_address && edge.to_address() == to_address;
+}
+
+void trace_mismatch(std::uint64_t from_address, const SourcePosition& from_position,
+                    std::uint64_t to_address, const SourcePosition& to_position) {
+    PositionText from;
+    PositionText to;
+    format_full(from_position, from);
+    format_full(to_position, to);
+    diag::trace_print("Mismatched addr/line information for input data: 0x%" PRIx64
+                      "(%s) -> 0x%" PRIx64 "(%s)\n",
+                      from_address, from.data(), to_address, to.data());
+}
+
+void dump_edge(const EdgeRecord& edge) {
+    PositionText from;
+    PositionText to;
+    format_full(edge.from_position(), from);
+    format_full(edge.to_position(), to);
+    diag::trace_print("%s (0x%" PRIx64 ") -> %s (0x%" PRIx64 "):%s%s ec=%" PRIu64 ". num cand=%u.",
+                      from.data(), edge.from_address(), to.data(), edge.to_address(),
+                      edge.is_entry() ? " ENTRY" : "", edge.is_exit() ? " EXIT" : "",
+                      edge.exec_count(), edge.num_candidates());
+    if (edge.is_claimed()) diag::trace_print(" claimed_by = %u", edge.claimed_by());
+    diag::trace_print("\n");
+}
+
+}  // namespace
+
+EdgeRecord* EdgeExecCounts::find_edge(std::uint64_t from_address, std::uint64_t to_address) const {
+    const auto is_wanted = [&](const EdgeRecord* edge) {
+        return has_addresses(*edge, from_address, to_address);
+    };
+    if (by_addresses_.is_empty()) {
+        const auto found = std::find_if(edges_.begin(), edges_.end(), is_wanted);
+        return found == edges_.end() ? nullptr : *found;
+    }
+    const std::uint32_t place =
+        by_addresses_.find(hash_pair(from_address, to_address),
+                           [&](std::uint32_t candidate) { return is_wanted(edges_[candidate]); });
+    return place == IndexTable::none ? nullptr : edges_[place];
+}
+
+EdgeRecord* EdgeExecCounts::add_edge(std::uint64_t from_address,
+                                     const SourcePosition& from_position, std::uint64_t to_address,
+                                     const SourcePosition& to_position, std::uint64_t count,
+                                     FunctionRecordFactory& factory) {
+    EdgeRecord* const edge = find_edge(from_address, to_address);
+    if (edge == nullptr)
+        return create_edge(from_address, from_position, to_address, to_position, count, factory);
+    // The first sighting's positions win, and a sighting that disagrees with them loses its count:
+    // its samples can't be told to lie where the edge does.
+    if (same_location(edge->from_position(), from_position) &&
+        same_location(edge->to_position(), to_position))
+        edge->add_count(count);
+    else if ((diag::reader_trace_flags & diag::READER_TRACE_RECORDS) != 0)
+        trace_mismatch(from_address, from_position, to_address, to_position);
+    return edge;
+}
+
+void EdgeExecCounts::prefetch_slot(std::uint64_t from_address, std::uint64_t to_address) const {
+    if (by_addresses_.is_empty())
+        prefetch(edges_.data());
+    else
+        by_addresses_.prefetch_slot(hash_pair(from_address, to_address));
+}
+
+void EdgeExecCounts::prefetch_place(std::uint64_t from_address, std::uint64_t to_address) const {
+    if (by_addresses_.is_empty()) {
+        for (const EdgeRecord* edge : edges_) prefetch(edge);
+        return;
+    }
+    const std::uint32_t place = by_addresses_.likely_place(hash_pair(from_address, to_address));
+    if (place != IndexTable::none) prefetch(&edges_[place]);
+}
+
+void EdgeExecCounts::prefetch_edge(std::uint64_t from_address, std::uint64_t to_address) const {
+    const std::uint32_t place = by_addresses_.likely_place(hash_pair(from_address, to_address));
+    if (place != IndexTable::none) prefetch(edges_[place]);
+}
+
+void EdgeExecCounts::merge_from(const EdgeExecCounts& other, FunctionRecordFactory& factory) {
+    std::vector<EdgeRecord*> edges;
+    other.copy_edges(edges);
+    for (const EdgeRecord* edge : edges)
+        add_edge(edge->from_address(), edge->from_position(), edge->to_address(),
+                 edge->to_position(), edge->exec_count(), factory);
+}
+
+void EdgeExecCounts::copy_edges(std::vector<EdgeRecord*>& edges) const {
+    edges.assign(edges_.begin(), edges_.end());
+    const auto line_less = [](const EdgeRecord* a, const EdgeRecord* b) {
+        const std::uint32_t line_a = a->from_position().line;
+        const std::uint32_t line_b = b->from_position().line;
+        return line_a != line_b ? line_a < line_b : a->edge_index() < b->edge_index();
+    };
+    if (!std::is_sorted(edges.begin(), edges.end(), line_less))
+        std::sort(edges.begin(), edges.end(), line_less);
+}
+
+void EdgeExecCounts::release_edges(FunctionRecordFactory& factory) {
+    for (EdgeRecord* edge : edges_) factory.destroy_edge(edge, sizeof(EdgeRecord));
+    edges_ = {};
+    by_addresses_.clear();
+}
+
+void EdgeExecCounts::dump_edges() const {
+    std::vector<EdgeRecord*> edges;
+    copy_edges(edges);
+    for (const EdgeRecord* edge : edges) dump_edge(*edge);
+}
+
+EdgeRecord* EdgeExecCounts::create_edge(std::uint64_t from_address,
+                                        const SourcePosition& from_position,
+                                        std::uint64_t to_address, const SourcePosition& to_position,
+                                        std::uint64_t count, FunctionRecordFactory& factory) {
+    EdgeRecord* const edge =
+        factory.create_edge(size(), from_address, from_position, to_address, to_position, count);
+    edges_.push_back(edge);
+    if (!by_addresses_.is_empty()) {
+        index_edge(size() - 1);
+    } else if (edges_.size() > walk_limit) {
+        for (std::uint32_t place = 0; place < size(); ++place) index_edge(place);
+    }
+    return edge;
+}
+
+void EdgeExecCounts::index_edge(std::uint32_t place) {
+    const EdgeRecord& edge = *edges_[place];
+    by_addresses_.insert(hash_pair(edge.from_address(), edge.to_address()), place);
+}
+
+}  // namespace hotpath

@@ -1,0 +1,110 @@
+#include "shared/hotpath/model/function_record_set.h"
+
+#include <algorithm>
+
+#include "shared/hotpath/model/function_record_factory.h"
+#include "shared/hotpath/model/hashing.h"
+
+namespace hotpath {
+namespace {
+
+// The "C" locale's `toupper`, byte by byte.
+char upper_case(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+
+}  // namespace
+
+FunctionRecordSet::~FunctionRecordSet() {
+    for (FunctionRecordInterface* record : records_) {
+        record->release_edges(*factory_);
+        factory_->destroy_record(
+            record, record->is_proxy() ? sizeof(FunctionRecordProxy) : sizeof(FunctionRecord));
+    }
+}
+
+std::vector<FunctionRecordInterface*> FunctionRecordSet::records_by_key() const {
+    std::vector<FunctionRecordInterface*> sorted = records_;
+    std::sort(sorted.begin(), sorted.end(),
+              [](const FunctionRecordInterface* a, const FunctionRecordInterface* b) {
+                  return a->key().joined() < b->key().joined();
+              });
+    return sorted;
+}
+
+FunctionRecord* FunctionRecordSet::find_or_create_record(std::string_view file_name,
+                                                         std::string_view function_name) {
+    make_key(file_name, function_name);
+    if (FunctionRecordInterface* const known = find_by_key()) return known->get_full_record();
+    FunctionRecord* const record = factory_->create_record(key_file_, function_name);
+    insert_record(record);
+    return record;
+}
+
+FunctionRecordProxy* FunctionRecordSet::find_or_create_proxy(std::string_view file_name,
+                                                             std::string_view function_name,
+                                                             SampleDB* database,
+                                                             std::uint32_t function_id) {
+    make_key(file_name, function_name);
+    FunctionRecordInterface* const known = find_by_key();
+    if (known != nullptr && known->is_proxy()) return known->get_proxy();
+    FunctionRecordProxy* const proxy =
+        factory_->create_proxy(key_file_, function_name, database, this, function_id);
+    insert_record(proxy);
+    return proxy;
+}
+
+FunctionRecord* FunctionRecordSet::find_record(std::string_view file_name,
+                                               std::string_view function_name) {
+    if (file_name.empty()) {
+        FunctionRecordInterface* const first = first_of_name(function_name);
+        return first == nullptr ? nullptr : first->get_full_record();
+    }
+    key_.assign(function_name).append(1, '/').append(file_name);
+    key_hash_ = hash_text(key_);
+    FunctionRecordInterface* const record = find_by_key();
+    // Another cut of the same joined text is another function here.
+    if (record == nullptr || record->get_function_name() != function_name) return nullptr;
+    return record->get_full_record();
+}
+
+bool FunctionRecordSet::holds_key(std::string_view file_name, std::string_view function_name) {
+    make_key(file_name, function_name);
+    return find_by_key() != nullptr;
+}
+
+void FunctionRecordSet::make_key(std::string_view file_name, std::string_view function_name) {
+    key_.assign(function_name).append(1, '/').append(file_name);
+    const auto file = key_.begin() + static_cast<std::ptrdiff_t>(function_name.size()) + 1;
+    std::transform(file, key_.end(), file, upper_case);
+    key_file_ = std::string_view(key_).substr(function_name.size() + 1);
+    key_hash_ = hash_text(key_);
+}
+
+FunctionRecordInterface* FunctionRecordSet::find_by_key() const {
+    const std::uint32_t place = by_key_.find(key_hash_, [&](std::uint32_t candidate) {
+        return records_[candidate]->key().joined() == key_;
+    });
+    return place == IndexTable::none ? nullptr : records_[place];
+}
+
+FunctionRecordInterface* FunctionRecordSet::first_of_name(std::string_view function_name) {
+    const auto find = [&](std::uint64_t hash, std::string_view name) {
+        return by_name_.find(hash, [&](std::uint32_t candidate) {
+            return records_[candidate]->get_function_name() == name;
+        });
+    };
+    for (; named_ < records_.size(); ++named_) {
+        const std::string_view name = records_[named_]->get_function_name();
+        const std::uint64_t hash = hash_text(name);
+        if (find(hash, name) == IndexTable::none)
+            by_name_.insert(hash, static_cast<std::uint32_t>(named_));
+    }
+    const std::uint32_t place = find(hash_text(function_name), function_name);
+    return place == IndexTable::none ? nullptr : records_[place];
+}
+
+void FunctionRecordSet::insert_record(FunctionRecordInterface* record) {
+    by_key_.insert(key_hash_, static_cast<std::uint32_t>(records_.size()));
+    records_.push_back(record);
+}
+
+}  // namespace hotpath

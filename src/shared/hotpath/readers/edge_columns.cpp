@@ -1,0 +1,175 @@
+#include "shared/hotpath/readers/edge_columns.h"
+
+#include <bit>
+#include <cstring>
+
+#include "diag/reporter.h"
+
+#if defined(__SSE2__) || defined(_M_X64)
+#include <emmintrin.h>
+#define HOTPATH_HAS_SSE2 1
+#endif
+
+namespace hotpath {
+namespace {
+
+constexpr char separator = ',';
+
+struct EdgeColumnRow {
+    const char* name;
+    EdgeColumn column;
+    bool required;
+};
+
+constexpr std::array<EdgeColumnRow, edge_column_count> edge_column_table{{
+    {"FromAddress", FromAddress, true},
+    {"TypeOfBranch", TypeOfBranch, true},
+    {"EntryBlock", EntryBlock, false},
+    {"FromSourceFile", FromSourceFile, true},
+    {"FromSourceLine", FromSourceLine, true},
+    {"FromSourceOffsetLine", FromSourceOffsetLine, false},
+    {"FromSourceColumn", FromSourceColumn, false},
+    {"FromSourceDiscriminator", FromSourceDiscriminator, false},
+    {"FromFunctionMangled", FromFunctionMangled, true},
+    {"DestinationAddress", DestinationAddress, false},
+    {"DestinationEndOfBlockAddress", DestinationEndOfBlockAddress, true},
+    {"DestinationSourceFile", DestinationSourceFile, true},
+    {"DestinationSourceLine", DestinationSourceLine, true},
+    {"DestinationSourceOffsetLine", DestinationSourceOffsetLine, false},
+    {"DestinationSourceColumn", DestinationSourceColumn, false},
+    {"DestinationSourceDiscriminator", DestinationSourceDiscriminator, false},
+    {"DestinationFunctionMangled", DestinationFunctionMangled, true},
+    {"HitCount", HitCount, true},
+}};
+
+bool traces_header() { return (diag::reader_trace_flags & diag::READER_TRACE_CHOICE) != 0; }
+
+void trace_mapped(const char* name, std::uint32_t index) {
+    if (!traces_header()) return;
+    diag::trace_print("SampleFeedbackEdgeReader: ");
+    diag::trace_print("Column %s mapped to index %u\n", name, index);
+}
+
+void trace_missing(const char* name) {
+    if (!traces_header()) return;
+    diag::trace_print("SampleFeedbackEdgeReader: ");
+    diag::trace_print("problem: Missing required column: %s\n", name);
+}
+
+// Where the field that begins at `start` ends; npos if it is the line's last.
+std::size_t end_of_field(std::string_view line, std::size_t start) {
+    if (start >= line.size() || line[start] != '[') return line.find(separator, start);
+    const std::size_t bracket = line.find(']', start);
+    if (bracket == std::string_view::npos || bracket + 1 == line.size())
+        return std::string_view::npos;
+    return bracket + 1;
+}
+
+// Collects fields between separators that come in rising order. `done` turns true at the limit or
+// where the plain rule doesn't hold.
+class PlainSplitter {
+public:
+    PlainSplitter(std::string_view line, std::uint32_t limit, std::string_view* fields)
+        : line_(line), limit_(limit), fields_(fields) {}
+
+    // True if the line is cut, or can't be by this rule.
+    bool cut_at(std::size_t place) {
+        fields_[count_++] = line_.substr(start_, place - start_);
+        start_ = place + 1;
+        if (count_ == limit_) return true;
+        if (start_ == line_.size() || line_[start_] != '[') return false;
+        count_ = split_by_rule;
+        return true;
+    }
+    std::uint32_t finish() {
+        fields_[count_++] = line_.substr(start_);
+        return count_;
+    }
+    std::uint32_t count() const { return count_; }
+
+private:
+    std::string_view line_;
+    std::uint32_t limit_;
+    std::string_view* fields_;
+    std::size_t start_ = 0;
+    std::uint32_t count_ = 0;
+};
+
+#ifdef HOTPATH_HAS_SSE2
+
+// One bit for each separator in the 16 bytes at `text`.
+std::uint32_t separators_in_16(const char* text) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+    return static_cast<std::uint32_t>(
+        _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(separator))));
+}
+
+std::uint32_t split_at_separators(std::string_view line, PlainSplitter& splitter) {
+    for (std::size_t base = 0; base < line.size(); base += 16) {
+        std::uint32_t places = separators_in_16(line.data() + base);
+        for (; places != 0; places &= places - 1) {
+            const std::size_t place = base + static_cast<std::size_t>(std::countr_zero(places));
+            if (place >= line.size()) break;
+            if (splitter.cut_at(place)) return splitter.count();
+        }
+    }
+    return splitter.finish();
+}
+
+#else
+
+std::uint32_t split_at_separators(std::string_view line, PlainSplitter& splitter) {
+    std::size_t place = line.find(separator);
+    for (; place != std::string_view::npos; place = line.find(separator, place + 1))
+        if (splitter.cut_at(place)) return splitter.count();
+    return splitter.finish();
+}
+
+#endif
+
+}  // namespace
+
+void split_fields(std::string_view line, std::uint32_t limit,
+                  std::vector<std::string_view>& fields) {
+    fields.clear();
+    std::size_t start = line.find_first_not_of(separator);
+    if (start == std::string_view::npos) return;
+    // The first field is never bracketed.
+    std::size_t end = line.find(separator, start + 1);
+    while (end != std::string_view::npos) {
+        fields.push_back(line.substr(start, end - start));
+        if (fields.size() == limit) return;
+        start = end + 1;
+        end = end_of_field(line, start);
+    }
+    fields.push_back(line.substr(start));
+}
+
+std::uint32_t split_plain_fields(std::string_view line, std::uint32_t limit,
+                                 std::string_view* fields) {
+    if (line.empty()) return 0;
+    if (line.front() == separator) return split_by_rule;
+    PlainSplitter splitter(line, limit, fields);
+    return split_at_separators(line, splitter);
+}
+
+bool parse_edge_header(std::string_view line, EdgeColumnMap& columns) {
+    columns.fill(absent_column);
+    std::vector<std::string_view> fields;
+    split_fields(line, no_field_limit, fields);
+    for (const EdgeColumnRow& row : edge_column_table) {
+        for (std::uint32_t index = 0; index < fields.size(); ++index) {
+            if (fields[index] != row.name) continue;
+            columns[row.column] = index;  // the last of several equal names wins
+            trace_mapped(row.name, index);
+        }
+    }
+    for (const EdgeColumnRow& row : edge_column_table) {
+        if (!row.required || columns[row.column] != absent_column) continue;
+        trace_missing(row.name);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace hotpath

@@ -1,0 +1,31 @@
+// The tool's version number, and the package information files of the toolchain that it follows
+// from. How the version is shown is the banner's affair.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tool {
+
+// The whole version number: the product's, completed by the package id; the default one if the id
+// is empty.
+std::string version_number(std::string_view package_id);
+
+// The id in the C/C++ or the Fortran package information file beside the tool, or beside the
+// toolchain's driver where the tool can't tell its own place. Empty without such a file or id.
+std::string package_id(bool prefer_fortran);
+
+// The id in the package information file at `path`; empty if the file can't be opened or has none.
+std::string read_package_id(const char* path);
+
+// The directory part of a program's full path; nothing if there is no path, if it has 260 bytes or
+// more, or if it has no directory part.
+std::optional<std::string> program_directory(const std::optional<std::string>& program_path);
+
+// The first directory of the list, which is separated as the system's `PATH` is, that holds a
+// readable file of this program name with the system's ending. Nothing without one.
+std::optional<std::string> find_program_directory(std::string_view directories,
+                                                  std::string_view program_name);
+
+}  // namespace tool
