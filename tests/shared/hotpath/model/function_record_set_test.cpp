@@ -1,0 +1,233 @@
+#include "shared/hotpath/model/function_record_set.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "support/profile_text.h"
+#include "support/random_text.h"
+#include "support/tracking_allocator.h"
+
+namespace hotpath {
+namespace {
+
+using test_support::profile_text;
+using test_support::TrackingAllocator;
+using Sizes = std::vector<std::size_t>;
+
+// An empty set, and the factory behind it.
+class FunctionRecordSetTest : public testing::Test {
+protected:
+    std::vector<std::string> keys() const {
+        std::vector<std::string> result;
+        for (const FunctionRecordInterface* record : set.records_by_key())
+            result.emplace_back(record->key().joined());
+        return result;
+    }
+
+    test_support::TrackingFactory factory;
+    FunctionRecordSet set{factory};
+};
+
+using Keys = std::vector<std::string>;
+
+TEST_F(FunctionRecordSetTest, is_empty_at_first_and_iterates_nothing) {
+    EXPECT_TRUE(set.is_empty());
+    EXPECT_EQ(set.size(), 0U);
+    EXPECT_EQ(set.num_runs(), 0U);
+    EXPECT_EQ(keys(), Keys{});
+    EXPECT_EQ(&set.factory(), &factory);
+}
+
+TEST_F(FunctionRecordSetTest, runs_add_up_and_wrap_at_32_bits) {
+    set.add_runs(3);
+    set.add_runs(4);
+    EXPECT_EQ(set.num_runs(), 7U);
+    set.add_runs(0xFFFFFFFF);
+    EXPECT_EQ(set.num_runs(), 6U);
+}
+
+TEST_F(FunctionRecordSetTest, numbers_inputs_from_1) {
+    EXPECT_EQ(set.next_input(), 1U);
+    EXPECT_EQ(set.next_input(), 2U);
+}
+
+TEST_F(FunctionRecordSetTest, a_record_is_made_at_its_first_sighting) {
+    FunctionRecord* const record = set.find_or_create_record("A.C", "f");
+    EXPECT_EQ(set.find_or_create_record("A.C", "f"), record);
+    EXPECT_FALSE(set.is_empty());
+    EXPECT_EQ(profile_text(set), "f in A.C x0 flags 0\n");
+}
+
+TEST_F(FunctionRecordSetTest, file_names_differ_in_more_than_case) {
+    FunctionRecord* const record = set.find_or_create_record("foo.c", "f");
+    EXPECT_EQ(set.find_or_create_record("FOO.C", "f"), record);
+    EXPECT_EQ(set.find_or_create_record("Foo.c", "f"), record);
+    EXPECT_EQ(set.size(), 1U);
+    EXPECT_EQ(record->get_file_name(), "FOO.C");
+}
+
+TEST_F(FunctionRecordSetTest, function_names_differ_in_case) {
+    EXPECT_NE(set.find_or_create_record("foo.c", "F"), set.find_or_create_record("foo.c", "f"));
+    EXPECT_EQ(keys(), (Keys{"F/FOO.C", "f/FOO.C"}));
+}
+
+TEST_F(FunctionRecordSetTest, only_the_26_letters_are_folded) {
+    std::string file;
+    for (int byte = 1; byte < 256; ++byte) file += static_cast<char>(byte);
+    std::string folded = file;
+    for (char& c : folded)
+        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
+    EXPECT_EQ(set.find_or_create_record(file, "f")->get_file_name(), folded);
+}
+
+TEST_F(FunctionRecordSetTest, names_can_be_empty) {
+    FunctionRecord* const record = set.find_or_create_record("", "");
+    EXPECT_EQ(set.find_or_create_record("", ""), record);
+    EXPECT_EQ(record->get_file_name(), "");
+    EXPECT_EQ(record->get_function_name(), "");
+    EXPECT_EQ(keys(), Keys{"/"});
+}
+
+TEST_F(FunctionRecordSetTest, the_order_is_that_of_the_joined_texts) {
+    set.find_or_create_record("A.C", "f0");
+    set.find_or_create_record("A.C", "f");
+    set.find_or_create_record("A.C", "f$");
+    set.find_or_create_record("B.C", "e");
+    set.find_or_create_record("A.C", "\xC3\xA4");
+    set.find_or_create_record("A.C", "z");
+    set.find_or_create_record("", "f");
+    // "$" stands before "/", which stands before the digits; bytes are unsigned.
+    EXPECT_EQ(keys(), (Keys{"e/B.C", "f$/A.C", "f/", "f/A.C", "f0/A.C", "z/A.C", "\xC3\xA4/A.C"}));
+}
+
+TEST_F(FunctionRecordSetTest, two_cuts_of_one_joined_text_are_one_record_with_the_first_names) {
+    FunctionRecord* const record = set.find_or_create_record("c", "a/B");
+    EXPECT_EQ(set.find_or_create_record("b/c", "a"), record);
+    EXPECT_EQ(set.size(), 1U);
+    EXPECT_EQ(record->get_function_name(), "a/B");
+    EXPECT_EQ(record->get_file_name(), "C");
+}
+
+TEST_F(FunctionRecordSetTest, find_gives_the_record_of_both_names) {
+    FunctionRecord* const in_a = set.find_or_create_record("a.c", "f");
+    FunctionRecord* const in_b = set.find_or_create_record("b.c", "f");
+    EXPECT_EQ(set.find_record("A.C", "f"), in_a);
+    EXPECT_EQ(set.find_record("B.C", "f"), in_b);
+    EXPECT_EQ(set.find_record("C.C", "f"), nullptr);
+    EXPECT_EQ(set.find_record("A.C", "g"), nullptr);
+    EXPECT_EQ(set.size(), 2U);
+}
+
+TEST_F(FunctionRecordSetTest, find_folds_no_file_name) {
+    set.find_or_create_record("foo.c", "f");
+    EXPECT_EQ(set.find_record("foo.c", "f"), nullptr);
+    EXPECT_NE(set.find_record("FOO.C", "f"), nullptr);
+}
+
+TEST_F(FunctionRecordSetTest, find_without_a_file_gives_the_first_of_the_name) {
+    FunctionRecord* const first = set.find_or_create_record("z.c", "f");
+    set.find_or_create_record("a.c", "f");
+    set.find_or_create_record("", "f");
+    EXPECT_EQ(set.find_record("", "f"), first);
+    EXPECT_EQ(set.find_record("", "g"), nullptr);
+}
+
+TEST_F(FunctionRecordSetTest, find_without_a_file_follows_a_growing_set) {
+    EXPECT_EQ(set.find_record("", "f"), nullptr);
+    FunctionRecord* const f = set.find_or_create_record("z.c", "f");
+    EXPECT_EQ(set.find_record("", "f"), f);
+    EXPECT_EQ(set.find_record("", "g"), nullptr);
+    FunctionRecord* const g = set.find_or_create_record("a.c", "g");
+    set.find_or_create_record("a.c", "f");
+    EXPECT_EQ(set.find_record("", "f"), f);
+    EXPECT_EQ(set.find_record("", "g"), g);
+}
+
+TEST_F(FunctionRecordSetTest, find_compares_the_names_and_not_the_joined_text) {
+    FunctionRecord* const record = set.find_or_create_record("c", "a/B");
+    EXPECT_EQ(set.find_record("C", "a/B"), record);
+    EXPECT_EQ(set.find_record("B/C", "a"), nullptr);
+    EXPECT_EQ(set.find_record("", "a"), nullptr);
+    EXPECT_EQ(set.find_record("", "a/B"), record);
+}
+
+TEST_F(FunctionRecordSetTest, find_with_the_other_cut_seen_second_finds_nothing_either) {
+    FunctionRecord* const record = set.find_or_create_record("b/c", "a");
+    set.find_or_create_record("c", "a/B");
+    EXPECT_EQ(set.find_record("C", "a/B"), nullptr);
+    EXPECT_EQ(set.find_record("", "a/B"), nullptr);
+    EXPECT_EQ(set.find_record("B/C", "a"), record);
+}
+
+TEST_F(FunctionRecordSetTest, holds_a_key_whatever_its_cut) {
+    set.find_or_create_record("c", "a/B");
+    EXPECT_TRUE(set.holds_key("c", "a/B"));
+    EXPECT_TRUE(set.holds_key("C", "a/B"));
+    EXPECT_TRUE(set.holds_key("b/c", "a"));
+    EXPECT_FALSE(set.holds_key("c", "a/b"));
+    EXPECT_FALSE(set.holds_key("", "a/B"));
+    EXPECT_EQ(set.size(), 1U);
+}
+
+TEST_F(FunctionRecordSetTest, a_proxy_is_made_at_its_first_sighting_and_keeps_its_id) {
+    FunctionRecordProxy* const proxy = set.find_or_create_proxy("a.c", "f", nullptr, 5);
+    EXPECT_EQ(set.find_or_create_proxy("A.C", "f", nullptr, 6), proxy);
+    EXPECT_EQ(proxy->function_id(), 5U);
+    EXPECT_EQ(proxy->get_file_name(), "A.C");
+    EXPECT_EQ(set.size(), 1U);
+}
+
+TEST_F(FunctionRecordSetTest, the_last_rows_count_and_the_first_rows_id_stand_together) {
+    set.find_or_create_proxy("a.c", "f", nullptr, 5)->set_exec_count(10);
+    set.find_or_create_proxy("a.c", "f", nullptr, 6)->set_exec_count(20);
+    const FunctionRecordInterface* const record = set.records_by_key().front();
+    EXPECT_EQ(record->get_exec_count(), 20U);
+    EXPECT_EQ(static_cast<const FunctionRecordProxy*>(record)->function_id(), 5U);
+}
+
+TEST_F(FunctionRecordSetTest, thousands_of_records_are_found_and_sorted) {
+    test_support::RandomText random(8);
+    std::map<std::string, FunctionRecord*> expected;
+    for (int i = 0; i < 5000; ++i) {
+        const std::string name = random.of("ab$0", 5);
+        const std::string file = random.of("AB", 3);
+        FunctionRecord* const record = set.find_or_create_record(file, name);
+        ASSERT_EQ(expected.emplace(name + "/" + file, record).first->second, record);
+    }
+    std::vector<FunctionRecordInterface*> sorted;
+    for (const auto& entry : expected) sorted.push_back(entry.second);
+    EXPECT_EQ(set.records_by_key(), sorted);
+}
+
+TEST(FunctionRecordSet, its_end_releases_each_edge_and_each_record_once) {
+    test_support::TrackingFactory factory;
+    {
+        FunctionRecordSet set(factory);
+        FunctionRecord* const record = set.find_or_create_record("a.c", "f");
+        record->add_edge(1, {}, 2, {}, 3, factory);
+        record->add_edge(2, {}, 2, {}, 3, factory);
+        record->add_call("g", 1, 0, 1);
+        EXPECT_TRUE(TrackingAllocator::log().released.empty());
+    }
+    EXPECT_EQ(TrackingAllocator::log().released,
+              (Sizes{sizeof(EdgeRecord), sizeof(EdgeRecord), sizeof(FunctionRecord)}));
+    EXPECT_TRUE(TrackingAllocator::log().live.empty());
+}
+
+TEST(FunctionRecordSet, its_end_releases_proxies_with_their_size_and_loads_none) {
+    test_support::TrackingFactory factory;
+    {
+        FunctionRecordSet set(factory);
+        set.find_or_create_proxy("a.c", "f", nullptr, 1);
+        set.find_or_create_proxy("a.c", "g", nullptr, 2);
+    }
+    EXPECT_EQ(TrackingAllocator::log().allocations, 2U);
+    EXPECT_EQ(TrackingAllocator::log().released,
+              (Sizes{sizeof(FunctionRecordProxy), sizeof(FunctionRecordProxy)}));
+}
+
+}  // namespace
+}  // namespace hotpath

@@ -1,0 +1,43 @@
+// Files for tests that need real ones. What stands in a file is the test's affair.
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <string_view>
+
+namespace test_support {
+
+// A directory of its own below the system's temporary one, removed with the object.
+class ScratchDirectory {
+public:
+    ScratchDirectory() {
+        std::random_device random;
+        do {
+            directory_ = std::filesystem::temp_directory_path() /
+                         ("edgefold_test_" + std::to_string(random()));
+        } while (!std::filesystem::create_directory(directory_));
+    }
+    ScratchDirectory(const ScratchDirectory&) = delete;
+    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+    ~ScratchDirectory() {
+        std::error_code ignored;
+        std::filesystem::remove_all(directory_, ignored);
+    }
+
+    std::string path() const { return directory_.string(); }
+    std::string path(const char* name) const { return (directory_ / name).string(); }
+
+    // Writes the bytes as they stand, and gives the file's path.
+    std::string write(const char* name, std::string_view bytes) const {
+        std::ofstream stream(directory_ / name, std::ios::binary);
+        stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        return path(name);
+    }
+
+private:
+    std::filesystem::path directory_;
+};
+
+}  // namespace test_support
