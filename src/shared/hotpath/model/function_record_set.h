@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "shared/hotpath/model/function_record.h"
@@ -13,6 +15,15 @@
 namespace hotpath {
 
 class SampleDB;
+
+// What a reader keeps with a set from one input to the next.
+class FunctionRecordSetHelper {
+public:
+    FunctionRecordSetHelper() = default;
+    FunctionRecordSetHelper(const FunctionRecordSetHelper&) = delete;
+    FunctionRecordSetHelper& operator=(const FunctionRecordSetHelper&) = delete;
+    virtual ~FunctionRecordSetHelper() = default;
+};
 
 // Owns its records and releases them through the factory, which must outlive it. It only grows.
 class FunctionRecordSet {
@@ -31,6 +42,12 @@ public:
 
     // A number for the next input, from 1 on; see `EdgeRecord::first_sighting_in`.
     std::uint32_t next_input() { return ++inputs_; }
+
+    // The helper of the set, which owns it; null until one was given.
+    FunctionRecordSetHelper* helper() const { return owned_helper_.get(); }
+    void own_helper(std::unique_ptr<FunctionRecordSetHelper> helper) {
+        owned_helper_ = std::move(helper);
+    }
 
     bool is_empty() const { return records_.empty(); }
     std::size_t size() const { return records_.size(); }
@@ -74,6 +91,7 @@ private:
     std::string key_;            // the key looked for: function name, "/", folded file name
     std::string_view key_file_;  // the folded file name in it
     std::uint64_t key_hash_ = 0;
+    std::unique_ptr<FunctionRecordSetHelper> owned_helper_;
 };
 
 }  // namespace hotpath

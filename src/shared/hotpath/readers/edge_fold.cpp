@@ -49,7 +49,7 @@ EdgeLayout::EdgeLayout(const EdgeColumnMap& columns) : column(columns) {
 EdgeFold::EdgeFold(const EdgeLayout& layout, FunctionRecordSet& set, FunctionRecordFactory& factory)
     : layout_(layout),
       factory_(&factory),
-      names_(set),
+      names_(NameMemory::of(set)),
       input_(set.next_input()),
       fields_(layout.min_fields),
       rows_() {}
@@ -66,7 +66,7 @@ std::uint32_t EdgeFold::add_rows(std::span<const std::string_view> lines) {
 
 void EdgeFold::finish() {
     mark_edges();
-    add_exec_counts();
+    names_.add_exec_counts();
 }
 
 // Cuts the line into the fields that the layout asks for; false if it has too few.
@@ -86,7 +86,9 @@ std::string_view EdgeFold::name_text(EdgeColumn column) const {
     return line_has_nul_ ? whole.substr(0, whole.find('\0')) : whole;
 }
 
-std::uint32_t EdgeFold::number(EdgeColumn column) const { return parse_int_field(text(column)); }
+std::uint32_t EdgeFold::number(EdgeColumn column) const {
+    return parse_int_field(text(column));
+}
 
 // Reads the line into the next row of the batch; false if it has too few fields.
 bool EdgeFold::read_row(std::string_view line) {
@@ -244,14 +246,6 @@ void EdgeFold::mark_edges() const {
         if (entry_targets_.contains(edge->from_address())) edge->set_entry(true);
         if (return_sources_.contains(edge->to_address())) edge->set_exit(true);
     }
-}
-
-// Calls, hits of the entry block and returns are three estimates of one number: the largest counts,
-// never their sum.
-void EdgeFold::add_exec_counts() const {
-    for (const FunctionTotals& totals : names_.totals())
-        totals.record->add_exec_count(
-            std::max({totals.called_in, totals.entry_hits, totals.returned}));
 }
 
 }  // namespace hotpath

@@ -89,11 +89,10 @@ private:
     void add_edge(const Row& row);
     void add_transfer(const Row& row);
     void mark_edges() const;
-    void add_exec_counts() const;
 
     const EdgeLayout layout_;
     FunctionRecordFactory* factory_;
-    NameMemory names_;
+    NameMemory& names_;
     std::uint32_t input_;
     bool line_has_nul_ = false;
     std::vector<std::string_view> fields_;  // of the line that is being read

@@ -1,9 +1,17 @@
 #include "shared/hotpath/readers/name_memory.h"
 
+#include <algorithm>
+#include <memory>
+
 #include "shared/hotpath/model/function_record_factory.h"
 #include "shared/hotpath/model/hashing.h"
 
 namespace hotpath {
+
+NameMemory& NameMemory::of(FunctionRecordSet& set) {
+    if (set.helper() == nullptr) set.own_helper(std::make_unique<NameMemory>(set));
+    return static_cast<NameMemory&>(*set.helper());
+}
 
 std::uint64_t NameMemory::hash(std::string_view file, std::string_view raw_name) {
     return hash_pair(hash_text(raw_name), hash_text(file));
@@ -29,6 +37,28 @@ void NameMemory::prefetch_texts(std::uint64_t hash) const {
     prefetch(name.raw.data());
     if (name.raw.size() > 32) prefetch(name.raw.data() + name.raw.size() - 1);
     prefetch(name.record);
+}
+
+FunctionTotals& NameMemory::totals_of(std::uint32_t place) {
+    FunctionTotals& totals = totals_[names_[place].totals];
+    if (!totals.in_use) {
+        totals.in_use = true;
+        totals_in_use_.push_back(names_[place].totals);
+    }
+    return totals;
+}
+
+// Calls, hits of the entry block and returns are three estimates of one number: the largest counts,
+// never their sum.
+void NameMemory::add_exec_counts() {
+    for (const std::uint32_t place : totals_in_use_) {
+        FunctionTotals& totals = totals_[place];
+        totals.record->add_exec_count(
+            std::max({totals.called_in, totals.entry_hits, totals.returned}));
+        totals.called_in = totals.entry_hits = totals.returned = 0;
+        totals.in_use = false;
+    }
+    totals_in_use_.clear();
 }
 
 std::uint32_t NameMemory::add(std::uint64_t hash, std::string_view file,

@@ -1,5 +1,5 @@
-// What one edge file's names lead to, so that a name is rewritten and looked up once for each file,
-// not once for each row.
+// What the names of edge files lead to, so that a name is rewritten and looked up once, not once
+// for each row or each file.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +13,8 @@
 
 namespace hotpath {
 
-// Three estimates of how often a function was entered. They belong to the source file as the rows
-// write it and the rewritten name, so two spellings of one file are counted apart.
+// Three estimates of how often a function was entered in one edge file. They belong to the source
+// file as the rows write it and the rewritten name, so two spellings of one file are counted apart.
 struct FunctionTotals {
     std::string_view file;  // as written
     std::string_view name;  // rewritten
@@ -22,9 +22,10 @@ struct FunctionTotals {
     std::uint64_t called_in = 0;
     std::uint64_t entry_hits = 0;
     std::uint64_t returned = 0;
+    bool in_use = false;  // by the edge file that is being read
 };
 
-// One function as the rows of a file write it.
+// One function as the rows of edge files write it.
 struct RememberedName {
     std::string_view raw;   // as written
     std::string_view file;  // as written
@@ -33,10 +34,13 @@ struct RememberedName {
     std::uint32_t totals;   // place in `NameMemory::totals`
 };
 
-// The memory of one edge file. Records belong to the set.
-class NameMemory {
+// The memory of all edge files that were read into one set, which owns it.
+class NameMemory final : public FunctionRecordSetHelper {
 public:
     explicit NameMemory(FunctionRecordSet& set) : set_(&set) {}
+
+    // The set's memory, made at the first call.
+    static NameMemory& of(FunctionRecordSet& set);
 
     static std::uint64_t hash(std::string_view file, std::string_view raw_name);
 
@@ -52,8 +56,12 @@ public:
 
     const RememberedName& operator[](std::uint32_t place) const { return names_[place]; }
 
-    FunctionTotals& totals_of(std::uint32_t place) { return totals_[names_[place].totals]; }
-    const std::vector<FunctionTotals>& totals() const { return totals_; }
+    // The totals of a name in the edge file that is being read.
+    FunctionTotals& totals_of(std::uint32_t place);
+
+    // Adds the largest of each function's totals to its record, and sets all back for the next
+    // file.
+    void add_exec_counts();
 
 private:
     std::uint32_t add(std::uint64_t hash, std::string_view file, std::string_view raw_name);
@@ -67,7 +75,8 @@ private:
     std::vector<RememberedName> names_;
     IndexTable by_raw_;  // over `names_`
     std::vector<FunctionTotals> totals_;
-    IndexTable by_name_;  // over `totals_`
+    IndexTable by_name_;                        // over `totals_`
+    std::vector<std::uint32_t> totals_in_use_;  // places in `totals_`
 };
 
 }  // namespace hotpath

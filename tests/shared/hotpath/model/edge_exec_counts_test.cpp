@@ -345,6 +345,18 @@ TEST_F(EdgeExecCountsTest, every_edge_is_found_while_the_collection_grows) {
     }
 }
 
+TEST_F(EdgeExecCountsTest, prefetches_make_nothing) {
+    for (std::uint64_t n = 0; n < 20; ++n) {
+        for (const std::uint64_t from : {n, n + 1}) {
+            edges.prefetch_slot(from, B);
+            edges.prefetch_place(from, B);
+            edges.prefetch_edge(from, B);
+        }
+        ASSERT_EQ(edges.size(), n);
+        add(n, B, 1);
+    }
+}
+
 TEST_F(EdgeExecCountsTest, thousands_of_edges_at_one_address_stay_apart) {
     constexpr std::uint64_t count = 5000;
     for (std::uint64_t n = 0; n < count; ++n) {

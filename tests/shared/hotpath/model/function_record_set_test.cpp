@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -200,6 +201,29 @@ TEST_F(FunctionRecordSetTest, thousands_of_records_are_found_and_sorted) {
     std::vector<FunctionRecordInterface*> sorted;
     for (const auto& entry : expected) sorted.push_back(entry.second);
     EXPECT_EQ(set.records_by_key(), sorted);
+}
+
+// Counts how many of its kind are there.
+class CountedHelper final : public FunctionRecordSetHelper {
+public:
+    explicit CountedHelper(int& count) : count_(count) { ++count_; }
+    ~CountedHelper() override { --count_; }
+
+private:
+    int& count_;
+};
+
+TEST(FunctionRecordSet, owns_the_helper_that_it_was_given) {
+    int count = 0;
+    test_support::HeapFactory factory;
+    {
+        FunctionRecordSet set(factory);
+        EXPECT_EQ(set.helper(), nullptr);
+        set.own_helper(std::make_unique<CountedHelper>(count));
+        EXPECT_NE(set.helper(), nullptr);
+        EXPECT_EQ(count, 1);
+    }
+    EXPECT_EQ(count, 0);
 }
 
 TEST(FunctionRecordSet, its_end_releases_each_edge_and_each_record_once) {

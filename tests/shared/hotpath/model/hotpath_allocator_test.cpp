@@ -59,8 +59,7 @@ TEST(AllocatorOnHeap, texts_and_objects_are_disjoint) {
     std::vector<Storage> storages;
     for (std::size_t size = 1; size < 1000; ++size) {
         storages.push_back({static_cast<unsigned char*>(allocator.allocate(size)), size});
-        storages.push_back(
-            {reinterpret_cast<unsigned char*>(allocator.allocate_text(size)), size});
+        storages.push_back({reinterpret_cast<unsigned char*>(allocator.allocate_text(size)), size});
     }
     expect_disjoint(storages);
 }
@@ -69,8 +68,7 @@ TEST(AllocatorOnHeap, long_texts_stand_between_short_ones) {
     AllocatorOnHeap allocator;
     std::vector<Storage> storages;
     for (const std::size_t size : {3U, 1000000U, 5U, 65536U, 65537U, 262144U, 262145U, 1U})
-        storages.push_back(
-            {reinterpret_cast<unsigned char*>(allocator.allocate_text(size)), size});
+        storages.push_back({reinterpret_cast<unsigned char*>(allocator.allocate_text(size)), size});
     expect_disjoint(storages);
 }
 

@@ -27,9 +27,9 @@ public:
     void expect_find(std::uint64_t key) const {
         const auto known = places_.find(key);
         const std::uint32_t expected = known == places_.end() ? IndexTable::none : known->second;
-        ASSERT_EQ(table_.find(hash_(key),
-                              [&](std::uint32_t place) { return keys_.at(place) == key; }),
-                  expected)
+        ASSERT_EQ(
+            table_.find(hash_(key), [&](std::uint32_t place) { return keys_.at(place) == key; }),
+            expected)
             << key;
     }
     void clear() {
@@ -53,8 +53,7 @@ void run_random_operations(CheckedTable& table, std::uint64_t seed, int operatio
         table.insert_if_new(random.below(keys));
         ASSERT_NO_FATAL_FAILURE(table.expect_find(random.below(keys)));
     }
-    for (std::uint64_t key = 0; key < keys; ++key)
-        ASSERT_NO_FATAL_FAILURE(table.expect_find(key));
+    for (std::uint64_t key = 0; key < keys; ++key) ASSERT_NO_FATAL_FAILURE(table.expect_find(key));
 }
 
 TEST(IndexTable, is_empty_at_first_and_finds_nothing) {
@@ -109,6 +108,32 @@ TEST(IndexTable, keeps_every_place_at_every_size) {
         for (std::uint64_t key = 0; key <= size + 1; ++key)
             ASSERT_NO_FATAL_FAILURE(table.expect_find(key));
     }
+}
+
+TEST(IndexTable, the_likely_place_is_where_the_search_begins) {
+    IndexTable table;
+    EXPECT_EQ(table.likely_place(0), IndexTable::none);
+    table.insert(mix_bits(1), 7);
+    EXPECT_EQ(table.likely_place(mix_bits(1)), 7U);
+    EXPECT_EQ(table.likely_place(mix_bits(2)), IndexTable::none);
+}
+
+TEST(IndexTable, an_empty_slot_is_no_likely_place) {
+    IndexTable table;
+    table.insert(std::uint64_t{1} << 32, 7);
+    // An empty slot looks like this hash.
+    EXPECT_EQ(table.likely_place(0), IndexTable::none);
+}
+
+TEST(IndexTable, a_prefetch_changes_nothing) {
+    IndexTable table;
+    table.prefetch_slot(mix_bits(1));
+    EXPECT_TRUE(table.is_empty());
+    table.insert(mix_bits(1), 7);
+    table.prefetch_slot(mix_bits(1));
+    table.prefetch_slot(mix_bits(2));
+    EXPECT_EQ(table.find(mix_bits(1), always), 7U);
+    EXPECT_EQ(table.find(mix_bits(2), always), IndexTable::none);
 }
 
 TEST(IndexTable, clear_forgets_everything_and_the_table_serves_on) {

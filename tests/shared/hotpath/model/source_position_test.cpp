@@ -47,8 +47,8 @@ TEST(SourcePosition, same_location_ignores_the_relative_line) {
 }
 
 TEST(SourcePosition, orders_by_line_then_column_then_discriminator) {
-    const std::vector<SourcePosition> rising{{1, 9, 9, 9},      {2, 8, 1, 9}, {2, 7, 2, 3},
-                                             {2, 6, 2, 4},      {2, 5, 3, 0}, {3, 4, 0, 0},
+    const std::vector<SourcePosition> rising{{1, 9, 9, 9},         {2, 8, 1, 9}, {2, 7, 2, 3},
+                                             {2, 6, 2, 4},         {2, 5, 3, 0}, {3, 4, 0, 0},
                                              {0xFFFFFFFF, 0, 0, 0}};
     for (std::size_t i = 0; i < rising.size(); ++i) {
         for (std::size_t j = 0; j < rising.size(); ++j) {

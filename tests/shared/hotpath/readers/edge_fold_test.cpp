@@ -2,12 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include <initializer_list>
+#include <algorithm>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/captured_stderr.h"
 #include "support/profile_text.h"
+#include "support/random_text.h"
 #include "support/tracking_allocator.h"
 
 namespace hotpath {
@@ -90,22 +93,33 @@ TEST(EdgeLayout, the_destination_address_counts_for_nothing) {
     EXPECT_EQ(layout_of(required + ",DestinationAddress").min_fields, 10U);
 }
 
+using Rows = std::vector<std::string>;
+
+// Gives the fold all rows of its file, in batches of this size. The number of rows that were used.
+int read_into(EdgeFold& fold, const Rows& rows, std::size_t batch_size) {
+    // What stands behind a line must not matter.
+    Rows padded = rows;
+    for (std::string& row : padded) row += std::string(split_overrun, ',');
+    std::vector<std::string_view> lines;
+    for (std::size_t i = 0; i < rows.size(); ++i)
+        lines.emplace_back(padded[i].data(), rows[i].size());
+    std::uint32_t used = 0;
+    for (std::span<const std::string_view> rest = lines; !rest.empty();) {
+        const std::size_t count = std::min(batch_size, rest.size());
+        used += fold.add_rows(rest.first(count));
+        rest = rest.subspan(count);
+    }
+    fold.finish();
+    return static_cast<int>(used);
+}
+
 // An empty set, which takes the rows of one file after the other.
 class EdgeFoldTest : public testing::Test {
 protected:
-    using Rows = std::vector<std::string>;
-
     // Reads the rows of one file. Gives the number of rows that were used.
     int read(const std::string& header, const Rows& rows) {
         EdgeFold fold(layout_of(header), set, factory);
-        int used = 0;
-        for (const std::string& row : rows) {
-            // What stands behind a line must not matter.
-            const std::string padded = row + std::string(split_overrun, ',');
-            if (fold.add_row({padded.data(), row.size()})) ++used;
-        }
-        fold.finish();
-        return used;
+        return read_into(fold, rows, EdgeFold::batch_size);
     }
     int read(const Rows& rows) { return read(required, rows); }
     std::string profile() const { return profile_text(set); }
@@ -485,6 +499,13 @@ TEST_F(EdgeFoldTest, a_sighting_that_loses_its_count_still_counts_for_the_marks)
               "  edge 20 2:0.0.0 > 30 3:0.0.0 x5 entry\n");
 }
 
+TEST_F(EdgeFoldTest, each_file_is_estimated_by_itself) {
+    read({"10,Call,m.c,1,m,20,a.c,2,f,3"});
+    read({"30,Ret,a.c,3,f,11,m.c,1,m,2"});
+    read({"40,Jump,a.c,4,f,50,a.c,5,f,7"});
+    EXPECT_EQ(set.find_record("A.C", "f")->get_exec_count(), 5U);
+}
+
 // --- Optional positions
 
 const std::string with_columns = required + ",FromSourceColumn,DestinationSourceColumn";
@@ -616,12 +637,15 @@ TEST_F(EdgeFoldTest, bracketed_names_keep_their_brackets) {
 
 TEST_F(EdgeFoldTest, a_character_behind_a_bracket_shifts_the_row) {
     EXPECT_EQ(read({"10,Jump,a.c,[1]y,f,20,a.c,2,f,5"}), 1);
-    EXPECT_EQ(profile(), " in A.C x0 flags 0\n");
+    EXPECT_EQ(profile(),
+              " in A.C x0 flags 0\n"
+              "  call 2 0:0 x0\n"
+              "2 in 20 x0 flags 0\n");
 }
 
 TEST_F(EdgeFoldTest, rows_with_and_without_brackets_stand_side_by_side) {
-    EXPECT_EQ(read({"10,Jump,a.c,1,[f],20,a.c,2,[f],5", "short,[row", "10,Jump,a.c,1,g,20,a.c,2,g,6",
-                    "10,Jump,a.c,1,[f],20,a.c,2,[f],7"}),
+    EXPECT_EQ(read({"10,Jump,a.c,1,[f],20,a.c,2,[f],5", "short,[row",
+                    "10,Jump,a.c,1,g,20,a.c,2,g,6", "10,Jump,a.c,1,[f],20,a.c,2,[f],7"}),
               3);
     EXPECT_EQ(profile(),
               "[f] in A.C x0 flags 0\n"
@@ -632,9 +656,9 @@ TEST_F(EdgeFoldTest, rows_with_and_without_brackets_stand_side_by_side) {
 
 TEST_F(EdgeFoldTest, a_zero_byte_ends_the_name_or_file_that_it_stands_in) {
     const std::string zero(1, '\0');
-    EXPECT_EQ(read({"10,Call,a.c" + zero + "x,1,f" + zero + "x,20,b.c" + zero + ",2,g" + zero +
-                    "y,5"}),
-              1);
+    EXPECT_EQ(
+        read({"10,Call,a.c" + zero + "x,1,f" + zero + "x,20,b.c" + zero + ",2,g" + zero + "y,5"}),
+        1);
     EXPECT_EQ(profile(),
               "f in A.C x0 flags 0\n"
               "  call g 1:0 x5\n"
@@ -643,9 +667,9 @@ TEST_F(EdgeFoldTest, a_zero_byte_ends_the_name_or_file_that_it_stands_in) {
 
 TEST_F(EdgeFoldTest, a_zero_byte_ends_the_number_that_it_stands_in) {
     const std::string zero(1, '\0');
-    EXPECT_EQ(read({"1" + zero + "0,Jump,a.c,1" + zero + "1,f,2" + zero + "0,a.c,2,f,5" + zero +
-                    "5"}),
-              1);
+    EXPECT_EQ(
+        read({"1" + zero + "0,Jump,a.c,1" + zero + "1,f,2" + zero + "0,a.c,2,f,5" + zero + "5"}),
+        1);
     EXPECT_EQ(profile(),
               "f in A.C x0 flags 0\n"
               "  edge 1 1:0.0.0 > 2 2:0.0.0 x5\n");
@@ -653,7 +677,8 @@ TEST_F(EdgeFoldTest, a_zero_byte_ends_the_number_that_it_stands_in) {
 
 TEST_F(EdgeFoldTest, names_of_a_row_with_a_zero_byte_do_not_shorten_the_next_rows) {
     const std::string zero(1, '\0');
-    read({"10,Jump,a.c,1,f" + zero + "x,20,a.c,2,f" + zero + "x,5", "10,Jump,a.c,1,fx,20,a.c,2,fx,5"});
+    read({"10,Jump,a.c,1,f" + zero + "x,20,a.c,2,f" + zero + "x,5",
+          "10,Jump,a.c,1,fx,20,a.c,2,fx,5"});
     EXPECT_EQ(profile(),
               "f in A.C x0 flags 0\n"
               "  edge 10 1:0.0.0 > 20 2:0.0.0 x5\n"
@@ -673,8 +698,69 @@ TEST_F(EdgeFoldTest, invalid_lines_are_traced_whole) {
 TEST_F(EdgeFoldTest, rows_that_are_passed_over_are_not_traced) {
     EXPECT_EQ(test_support::captured_trace(
                   diag::READER_TRACE_RECORDS,
-                  [&] { read({"10,?,a.c,1,f,20,a.c,2,g,5", "10,Jump,a.c,-1,f,20,a.c,2,f,5"}); }),
+                  [&] {
+                      read({"10,?,a.c,1,f,20,a.c,2,g,5", "10,Jump,a.c,-1,f,20,a.c,2,f,5"});
+                  }),
               "");
+}
+
+// --- Batches
+
+TEST_F(EdgeFoldTest, no_rows_are_a_batch) {
+    EdgeFold fold(layout_of(required), set, factory);
+    EXPECT_EQ(fold.add_rows({}), 0U);
+    fold.finish();
+    EXPECT_TRUE(set.is_empty());
+}
+
+TEST_F(EdgeFoldTest, rows_of_one_batch_see_what_the_rows_before_them_made) {
+    EXPECT_EQ(read({"10,Call,a.c,1,f,20,a.c,2,g,1", "20,Jump,a.c,2,g,30,a.c,3,g,2",
+                    "20,Jump,a.c,2,g,30,a.c,3,g,3", "short", "30,Ret,a.c,3,g,10,a.c,1,f,4",
+                    "10,Call,a.c,1,f,20,a.c,2,g,5", "10,Call,b.c,1,f,20,a.c,2,g,6"}),
+              6);
+    EXPECT_EQ(profile(),
+              "f in A.C x0 flags 0\n"
+              "  call g 1:0 x6\n"
+              "f in B.C x0 flags 0\n"
+              "  call g 1:0 x6\n"
+              "g in A.C x12 flags 0\n"
+              "  edge 20 2:0.0.0 > 30 3:0.0.0 x5 entry exit\n");
+}
+
+TEST_F(EdgeFoldTest, records_are_made_in_the_order_of_the_rows) {
+    read({"10,Call,z.c,1,m,20,y.c,2,f,1", "20,Jump,x.c,2,f,30,x.c,3,f,2"});
+    EXPECT_EQ(set.find_record("", "f")->get_file_name(), "Y.C");
+}
+
+// Rows of all kinds over few names and addresses.
+Rows random_rows(std::uint64_t seed, int count) {
+    test_support::RandomText random(seed);
+    Rows rows;
+    for (int i = 0; i < count; ++i) {
+        std::string row;
+        for (const std::string_view field :
+             {"0123", "CJR?", "ab", "123-", "fgh", "0123", "ab", "123-", "fghN", "123"})
+            row += std::string(row.empty() ? "" : ",") + random.one_of(field);
+        const std::pair<const char*, const char*> words[] = {
+            {",C,", ",Call,"}, {",J,", ",Jump,"}, {",R,", ",Ret,"}, {",-,", ",-1,"},
+            {",N,", ",NA,"},   {",f,", ",f.1,"},  {",g,", ",[g],"}};
+        for (const auto& [letter, word] : words)
+            if (row.find(letter) != std::string::npos) row.replace(row.find(letter), 3, word);
+        rows.push_back(row.substr(0, random.below(20) == 0 ? 9 : row.size()));
+    }
+    return rows;
+}
+
+TEST_F(EdgeFoldTest, the_size_of_the_batches_changes_nothing) {
+    const Rows rows = random_rows(17, 3000);
+    const int used = read(required, rows);
+    for (const std::size_t batch_size : {1U, 2U, 7U, 31U}) {
+        test_support::HeapFactory other_factory;
+        FunctionRecordSet other_set(other_factory);
+        EdgeFold fold(layout_of(required), other_set, other_factory);
+        EXPECT_EQ(read_into(fold, rows, batch_size), used);
+        EXPECT_EQ(profile_text(other_set), profile());
+    }
 }
 
 }  // namespace
