@@ -13,8 +13,7 @@ namespace test_support {
 // the disk.
 inline void change_sample_database(const std::string& path, const std::string& sql) {
     hotpath::SqlConnection connection;
-    ASSERT_EQ(connection.open(path.c_str(), hotpath::OpenMode::ReadWriteCreate),
-              hotpath::DbOpenOk);
+    ASSERT_EQ(connection.open(path.c_str(), hotpath::OpenMode::ReadWriteCreate), hotpath::DbOpenOk);
     const std::string whole = "PRAGMA synchronous = OFF; BEGIN; " + sql + "; COMMIT";
     ASSERT_TRUE(connection.exec_sql(whole.c_str()));
 }

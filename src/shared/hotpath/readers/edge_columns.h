@@ -47,7 +47,7 @@ void split_fields(std::string_view line, std::uint32_t limit,
 // and reads up to `split_overrun` bytes behind the line, which must be there. `fields` has room for
 // `limit`. A line with leading separators or brackets gives `split_by_rule`: `split_fields` must
 // cut it.
-inline constexpr std::size_t split_overrun = 16;
+inline constexpr std::size_t split_overrun = 64;
 inline constexpr std::uint32_t split_by_rule = 0xFFFFFFFF;
 std::uint32_t split_plain_fields(std::string_view line, std::uint32_t limit,
                                  std::string_view* fields);

@@ -87,7 +87,7 @@ std::string_view EdgeFold::name_text(EdgeColumn column) const {
 }
 
 std::uint32_t EdgeFold::number(EdgeColumn column) const {
-    return parse_int_field(text(column));
+    return parse_int_field_padded(text(column));
 }
 
 // Reads the line into the next row of the batch; false if it has too few fields.
@@ -121,9 +121,9 @@ void EdgeFold::read_names(Row& row) const {
 }
 
 void EdgeFold::read_numbers(Row& row) const {
-    row.hit_count = parse_count(text(HitCount));
-    row.from_address = parse_hex_u64(text(FromAddress));
-    row.to_address = parse_hex_u64(text(DestinationEndOfBlockAddress));
+    row.hit_count = parse_count_padded(text(HitCount));
+    row.from_address = parse_hex_u64_padded(text(FromAddress));
+    row.to_address = parse_hex_u64_padded(text(DestinationEndOfBlockAddress));
     row.from = {number(FromSourceLine), 0, 0, 0};
     row.to = {number(DestinationSourceLine), 0, 0, 0};
     if (layout_.has_offset_lines) {

@@ -14,6 +14,14 @@ namespace {
 constexpr float two_to_63 = 9223372036854775808.0F;
 constexpr std::uint64_t high_bit = 0x8000000000000000ULL;
 
+// The value of a hexadecimal digit, 0xFF for any other character.
+std::uint32_t hex_digit(char c) {
+    const auto byte = static_cast<std::uint32_t>(static_cast<unsigned char>(c));
+    if (byte - '0' <= 9) return byte - '0';
+    const std::uint32_t letter = (byte | 0x20) - 'a';
+    return letter <= 5 ? letter + 10 : 0xFF;
+}
+
 struct SignedText {
     bool negative;
     std::string_view rest;
@@ -27,7 +35,7 @@ SignedText split_sign(std::string_view text) {
     return {negative, text};
 }
 
-bool is_hex_digit(char c) { return detail::hex_digit(c) <= 15; }
+bool is_hex_digit(char c) { return hex_digit(c) <= 15; }
 
 // True if "0x" in front belongs to a hexadecimal number; else it is a 0 with text behind it.
 bool has_hex_prefix(std::string_view text, bool point_allowed) {
@@ -57,7 +65,7 @@ float hex_float(std::string_view text) {
             behind_point = true;
             continue;
         }
-        const std::uint32_t digit = detail::hex_digit(text[i]);
+        const std::uint32_t digit = hex_digit(text[i]);
         if (digits >> 48 != 0) {
             digits |= digit != 0 ? 1U : 0U;
             exponent += behind_point ? 0 : 4;
@@ -121,26 +129,24 @@ std::uint64_t cut_to_u64(float value) {
 
 }  // namespace
 
-std::uint64_t parse_hex_u64_by_rule(std::string_view field) {
+std::uint64_t parse_hex_u64(std::string_view field) {
     SignedText number = split_sign(field);
     if (has_hex_prefix(number.rest, false)) number.rest.remove_prefix(2);
     std::uint64_t value = 0;
     for (const char c : number.rest) {
         if (!is_hex_digit(c)) break;
         if (value >> 60 != 0) return std::numeric_limits<std::uint64_t>::max();
-        value = value << 4 | detail::hex_digit(c);
+        value = value << 4 | hex_digit(c);
     }
     return number.negative ? 0 - value : value;
 }
 
-std::uint32_t parse_int_field_by_rule(std::string_view field) {
+std::uint32_t parse_int_field(std::string_view field) {
     std::string copy(field);
     copy.erase(std::remove(copy.begin(), copy.end(), ','), copy.end());
     return static_cast<std::uint32_t>(diag::decimal_prefix_32(copy));
 }
 
-std::uint64_t parse_count_by_rule(std::string_view field) {
-    return cut_to_u64(float_prefix(field));
-}
+std::uint64_t parse_count(std::string_view field) { return cut_to_u64(float_prefix(field)); }
 
 }  // namespace hotpath

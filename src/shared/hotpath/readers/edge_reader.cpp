@@ -1,6 +1,7 @@
 #include "shared/hotpath/readers/edge_reader.h"
 
 #include <array>
+#include <span>
 
 #include "diag/platform.h"
 #include "diag/reporter.h"
@@ -17,13 +18,16 @@ bool SampleFeedbackEdgeReader::read_function_records(FunctionRecordSet& set,
     EdgeFold fold(layout_, set, factory);
     std::uint32_t lines_read = 0;
     std::uint32_t lines_used = 0;
+    // Traces of rows come in the order of the rows, so there a batch is one row.
+    const bool traces_rows = (diag::reader_trace_flags & diag::READER_TRACE_RECORDS) != 0;
     std::array<std::string_view, EdgeFold::batch_size> lines;
-    while (const std::size_t count = stream_->next_lines(lines)) {
+    const std::span batch(lines.data(), traces_rows ? 1 : lines.size());
+    while (const std::size_t count = stream_->next_lines(batch)) {
         lines_read += static_cast<std::uint32_t>(count);
-        lines_used += fold.add_rows({lines.data(), count});
+        lines_used += fold.add_rows(batch.first(count));
     }
     fold.finish();
-    if ((diag::reader_trace_flags & diag::READER_TRACE_RECORDS) != 0)
+    if (traces_rows)
         diag::trace_print("Lines read = %u. Used lines = %u.\n", lines_read, lines_used);
     set.add_runs(1);
     return true;

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "support/random_text.h"
 
@@ -17,19 +18,34 @@ using test_support::RandomText;
 constexpr std::uint64_t two_to_63 = 0x8000000000000000;
 constexpr std::uint64_t all_ones = 0xFFFFFFFFFFFFFFFF;
 
+// The text in a block of its own that ends where the padded forms may read at last. What stands
+// behind the text must not matter.
+class PaddedText {
+public:
+    explicit PaddedText(std::string_view text, char behind = '7')
+        : block_(std::max(text.size(), number_overrun), behind), size_(text.size()) {
+        std::copy(text.begin(), text.end(), block_.begin());
+    }
+    std::string_view view() const { return {block_.data(), size_}; }
+
+private:
+    std::vector<char> block_;
+    std::size_t size_;
+};
+
 // Both forms of a conversion, which must agree.
 std::uint64_t hex_of(std::string_view text) {
-    EXPECT_EQ(parse_hex_u64(text), parse_hex_u64_by_rule(text)) << text;
+    EXPECT_EQ(parse_hex_u64_padded(PaddedText(text).view()), parse_hex_u64(text)) << text;
     return parse_hex_u64(text);
 }
 
 std::uint32_t int_of(std::string_view text) {
-    EXPECT_EQ(parse_int_field(text), parse_int_field_by_rule(text)) << text;
+    EXPECT_EQ(parse_int_field_padded(PaddedText(text).view()), parse_int_field(text)) << text;
     return parse_int_field(text);
 }
 
 std::uint64_t count_of(std::string_view text) {
-    EXPECT_EQ(parse_count(text), parse_count_by_rule(text)) << text;
+    EXPECT_EQ(parse_count_padded(PaddedText(text).view()), parse_count(text)) << text;
     return parse_count(text);
 }
 
@@ -68,7 +84,10 @@ TEST(ParseHexU64, text_behind_the_digits_is_ignored) {
     EXPECT_EQ(hex_of("1a 2"), 0x1AU);
     EXPECT_EQ(hex_of("1,2"), 1U);
     EXPECT_EQ(hex_of("1.5"), 1U);
-    EXPECT_EQ(hex_of(std::string_view("1\0" "2", 3)), 1U);
+    EXPECT_EQ(hex_of(std::string_view("1\0"
+                                      "2",
+                                      3)),
+              1U);
 }
 
 TEST(ParseHexU64, white_space_and_a_sign_can_stand_in_front) {
@@ -106,8 +125,8 @@ TEST(ParseIntField, reads_decimal_digits) {
 }
 
 TEST(ParseIntField, text_without_digits_is_0) {
-    for (const char* text : {"", " ", "abc", "-", "+", "--7", "+-7", "- 7", ",", ",,,", "[1,2]",
-                             ".5", "?"})
+    for (const char* text :
+         {"", " ", "abc", "-", "+", "--7", "+-7", "- 7", ",", ",,,", "[1,2]", ".5", "?"})
         EXPECT_EQ(int_of(text), 0U) << text;
 }
 
@@ -126,7 +145,10 @@ TEST(ParseIntField, stops_at_the_first_other_character) {
     EXPECT_EQ(int_of("0x10"), 0U);
     EXPECT_EQ(int_of("12 3"), 12U);
     EXPECT_EQ(int_of("7]"), 7U);
-    EXPECT_EQ(int_of(std::string_view("1\0" ",2", 4)), 1U);
+    EXPECT_EQ(int_of(std::string_view("1\0"
+                                      ",2",
+                                      4)),
+              1U);
 }
 
 TEST(ParseIntField, white_space_and_a_sign_can_stand_in_front) {
@@ -214,7 +236,10 @@ TEST(ParseCount, stops_at_the_first_other_character) {
     EXPECT_EQ(count_of("1.2.3"), 1U);
     EXPECT_EQ(count_of("7 8"), 7U);
     EXPECT_EQ(count_of("1e3e3"), 1000U);
-    EXPECT_EQ(count_of(std::string_view("1\0" "2", 3)), 1U);
+    EXPECT_EQ(count_of(std::string_view("1\0"
+                                        "2",
+                                        3)),
+              1U);
 }
 
 TEST(ParseCount, white_space_and_a_sign_can_stand_in_front) {
@@ -331,13 +356,40 @@ std::string number_or_other_text(RandomText& random) {
     }
 }
 
-TEST(EdgeNumbers, fast_forms_agree_with_the_exact_rules) {
+TEST(EdgeNumbers, padded_forms_agree_with_the_exact_rules) {
     RandomText random(12);
     for (int i = 0; i < 400000; ++i) {
         const std::string text = number_or_other_text(random);
-        ASSERT_EQ(parse_hex_u64(text), parse_hex_u64_by_rule(text)) << text;
-        ASSERT_EQ(parse_int_field(text), parse_int_field_by_rule(text)) << text;
-        ASSERT_EQ(parse_count(text), parse_count_by_rule(text)) << text;
+        const PaddedText padded(text, random.one_of("0123456789abcdefABCDEF,.xX +-"));
+        ASSERT_EQ(parse_hex_u64_padded(padded.view()), parse_hex_u64(text)) << text;
+        ASSERT_EQ(parse_int_field_padded(padded.view()), parse_int_field(text)) << text;
+        ASSERT_EQ(parse_count_padded(padded.view()), parse_count(text)) << text;
+    }
+}
+
+TEST(EdgeNumbers, padded_forms_take_digits_of_any_number) {
+    const std::string digits = "98765432101234567890";
+    const std::string hex_digits = "fEdCbA98765432100123";
+    for (std::size_t size = 0; size <= digits.size(); ++size) {
+        int_of(digits.substr(0, size));
+        count_of(digits.substr(0, size));
+        hex_of(hex_digits.substr(0, size));
+        hex_of("0x" + hex_digits.substr(0, size));
+    }
+}
+
+// Each character in turn between digits, at each place of a short number.
+TEST(EdgeNumbers, padded_forms_see_every_other_character) {
+    for (std::size_t size = 1; size <= 17; ++size) {
+        for (std::size_t place = 0; place < size; ++place) {
+            std::string text(size, '1');
+            for (int byte = 0; byte < 256; ++byte) {
+                text[place] = static_cast<char>(byte);
+                hex_of(text);
+                int_of(text);
+                count_of(text);
+            }
+        }
     }
 }
 
@@ -391,9 +443,9 @@ TEST(EdgeNumbers, addresses_agree_with_the_c_librarys_unsigned_number) {
 TEST(EdgeNumbers, decimal_fields_agree_with_the_c_librarys_number_without_commas) {
     RandomText random(16);
     for (int i = 0; i < 400000; ++i) {
-        const std::string text = random.below(2) == 0 ? number_or_other_text(random)
-                                                      : random.of("+-, ", 2) +
-                                                            random.of("0123456789,", 24);
+        const std::string text = random.below(2) == 0
+                                     ? number_or_other_text(random)
+                                     : random.of("+-, ", 2) + random.of("0123456789,", 24);
         std::string plain = text;
         plain.erase(std::remove(plain.begin(), plain.end(), ','), plain.end());
         ASSERT_EQ(parse_int_field(text),

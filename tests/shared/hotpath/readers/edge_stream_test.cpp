@@ -82,14 +82,19 @@ TEST(EdgeStream, all_other_bytes_stay) {
 }
 
 TEST(EdgeStream, zero_bytes_and_0x1a_end_nothing) {
-    const std::string bytes("a\0b\n\0\n\x1A" "c\n\0", 10);
-    EXPECT_EQ(lines_of(bytes),
-              (Lines{std::string("a\0b", 3), std::string(1, '\0'), "\x1A" "c",
-                     std::string(1, '\0')}));
+    const std::string bytes(
+        "a\0b\n\0\n\x1A"
+        "c\n\0",
+        10);
+    EXPECT_EQ(lines_of(bytes), (Lines{std::string("a\0b", 3), std::string(1, '\0'),
+                                      "\x1A"
+                                      "c",
+                                      std::string(1, '\0')}));
 }
 
 TEST(EdgeStream, a_line_can_be_as_long_as_the_buffer_and_longer) {
-    for (const std::size_t size : {buffer_size - 1, buffer_size, buffer_size + 1, 5 * buffer_size}) {
+    for (const std::size_t size :
+         {buffer_size - 1, buffer_size, buffer_size + 1, 5 * buffer_size}) {
         const std::string line(size, 'x');
         ASSERT_EQ(lines_of("a\n" + line + "\nb\n"), (Lines{"a", line, "b"})) << size;
         ASSERT_EQ(lines_of(line), Lines{line}) << size;
@@ -126,6 +131,52 @@ TEST(EdgeStream, many_lines_come_whole) {
     EXPECT_EQ(lines_of(bytes), expected);
 }
 
+// All lines, taken many at once. The lines of one call are looked at when all of them are there.
+Lines lines_in_batches_of(std::size_t size, std::string_view bytes) {
+    EdgeStream stream(file_of(bytes));
+    Lines lines;
+    std::vector<std::string_view> batch(size);
+    while (const std::size_t count = stream.next_lines(batch)) {
+        EXPECT_LE(count, size);
+        lines.insert(lines.end(), batch.begin(),
+                     batch.begin() + static_cast<std::ptrdiff_t>(count));
+    }
+    EXPECT_EQ(stream.next_lines(batch), 0U) << "the end is no end";
+    return lines;
+}
+
+TEST(EdgeStream, gives_as_many_lines_as_asked_for) {
+    EdgeStream stream(file_of("a\nb\nc\nd\n"));
+    std::vector<std::string_view> batch(3);
+    ASSERT_EQ(stream.next_lines(batch), 3U);
+    EXPECT_EQ(batch[0], "a");
+    EXPECT_EQ(batch[1], "b");
+    EXPECT_EQ(batch[2], "c");
+    ASSERT_EQ(stream.next_lines(batch), 1U);
+    EXPECT_EQ(batch[0], "d");
+    EXPECT_EQ(stream.next_lines(batch), 0U);
+}
+
+TEST(EdgeStream, many_at_once_are_the_same_lines) {
+    for (const std::size_t size : {1U, 2U, 32U}) {
+        EXPECT_EQ(lines_in_batches_of(size, ""), Lines{});
+        EXPECT_EQ(lines_in_batches_of(size, "\n\r\na"), (Lines{"", "", "a"}));
+        EXPECT_EQ(lines_in_batches_of(size, "a\r\nb\r\nc\r"), (Lines{"a", "b", "c\r"}));
+    }
+}
+
+TEST(EdgeStream, many_at_once_stay_valid_where_the_buffer_is_filled_again) {
+    test_support::RandomText random(18);
+    std::string bytes;
+    Lines expected;
+    while (bytes.size() < 5 * buffer_size) {
+        expected.push_back(random.of("abc,", 1 << random.below(17)));
+        bytes += expected.back() + (random.below(2) == 0 ? "\n" : "\r\n");
+    }
+    EXPECT_EQ(lines_in_batches_of(32, bytes), expected);
+    EXPECT_EQ(lines_in_batches_of(3, bytes), expected);
+}
+
 TEST(EdgeStream, reads_from_where_the_file_stands) {
     std::FILE* const file = file_of("abc\nd\n");
     std::fseek(file, 2, SEEK_SET);
@@ -140,13 +191,17 @@ TEST(EdgeStream, reads_from_where_the_file_stands) {
 
 TEST(EdgeStream, a_file_opened_by_its_path_is_read_byte_by_byte) {
     const test_support::ScratchDirectory directory;
-    const std::string path = directory.write("edges.csv", "a\r\n\x1A" "b\n");
+    const std::string path = directory.write("edges.csv",
+                                             "a\r\n\x1A"
+                                             "b\n");
     EdgeStream stream(diag::platform::open_for_reading(path.c_str()));
     std::string_view line;
     ASSERT_TRUE(stream.next_line(line));
     EXPECT_EQ(line, "a");
     ASSERT_TRUE(stream.next_line(line));
-    EXPECT_EQ(line, "\x1A" "b");
+    EXPECT_EQ(line,
+              "\x1A"
+              "b");
     EXPECT_FALSE(stream.next_line(line));
 }
 
