@@ -1,6 +1,6 @@
-// Remembers the ids of rows, so that writing a function costs the same in a large database as in a
-// small one: the tables have no index to find a row by its texts, and a search reads them whole.
-// Whatever can't be told for sure is searched for.
+// Remembers the ids of file and function rows, so that writing a function costs the same in a large
+// database as in a small one: the tables have no index to find a row by its texts, and a search
+// reads them whole. Whatever the memory can't tell for sure must be searched for.
 #pragma once
 
 #include <cstdint>
@@ -8,52 +8,52 @@
 #include <vector>
 
 #include "shared/hotpath/database/sql_connection.h"
+#include "shared/hotpath/model/index_table.h"
 #include "shared/hotpath/model/text_pool.h"
 
 namespace hotpath {
 
-// True if file and function rows get rising ids and nothing but the tool's own writes changes them:
-// the two tables stand as the tool creates them, without a trigger in the file.
-bool tables_count_as_created(const DatabaseHandle& db);
-
-// Tells the id that SQLite gives to the next row of such a table: one more than the last, once a
-// search has found one.
-class NextRowId {
+// The memory of one open database. Each operation gives no value where a search is needed, and
+// nothing but that once the memory doesn't hold.
+class RowIdMemory {
 public:
-    // The id of the row that was just added, if the row is new beyond doubt; no value where it must
-    // be searched for.
-    OptionalId take(bool surely_new) {
-        // The largest 32-bit id may stand for the largest of all, behind which ids don't rise.
-        if (!surely_new || !m_last.has_value || m_last.value == 0xFFFFFFFF) {
-            m_last.has_value = false;
-            return {};
-        }
-        ++m_last.value;
-        return m_last;
-    }
+    // Reads what the database has, inside of the transaction that writes. The memory holds from
+    // then on if its answers are those of a search: the tables stand as the tool creates them,
+    // nothing else writes to them, and their ids and texts are plain.
+    void start(const DatabaseHandle& db);
 
-    // Takes note of what the search for a row that was just added found.
-    void found(const OptionalId& id) { m_last = id; }
+    // Call where a step failed: SQLite may have taken more back than that one row.
+    void forget() { m_holds = false; }
+
+    bool is_started() const { return m_started; }
+    bool holds() const { return m_holds; }
+
+    // True if there were function rows at the start.
+    bool had_functions() const { return m_had_functions; }
+
+    // The file with this text exactly as stored.
+    OptionalId find_file(std::string_view name) const;
+
+    // The id of the file row that was just added.
+    OptionalId added_file(std::string_view name);
+
+    // The id of the function row that was just added. No value if one with the same texts was added
+    // before: a search finds the older one.
+    OptionalId added_function(std::string_view name, std::uint32_t file_id);
 
 private:
-    OptionalId m_last;
-};
+    bool read_next_ids(const DatabaseHandle& db);
+    bool read_files(const DatabaseHandle& db);
+    OptionalId take(std::uint32_t& next);
 
-// The ids of the file rows that were there and of those added since.
-class FileIdMemory {
-public:
-    // Reads the table. False if SQLite can't, or if the texts can't be relied on.
-    bool read(const DatabaseHandle& db);
-
-    // The id of the file with this text exactly as stored; no value if there is none.
-    OptionalId find(std::string_view name) const;
-
-    // Takes note of one file; of equal texts the first counts, as a search would find it.
-    void remember(std::string_view name, std::uint32_t id);
-
-private:
-    TextPool m_names;
-    std::vector<std::uint32_t> m_ids;  // by the name's number
+    bool m_started = false;
+    bool m_holds = false;
+    bool m_had_functions = false;
+    std::uint32_t m_next_file_id = 1;
+    std::uint32_t m_next_function_id = 1;
+    TextPool m_file_names;
+    std::vector<std::uint32_t> m_file_ids;  // by the name's number in `m_file_names`
+    IndexTable m_added_functions;           // by hash alone: a mistake costs a search
 };
 
 }  // namespace hotpath

@@ -87,15 +87,15 @@ private:
                     FunctionRecord& record) const;
 
     OptionalId file_id(std::string_view name);
-    OptionalId known_file_id(std::string_view name);
     OptionalId find_file_id(std::string_view name) const;
     OptionalId add_file(std::string_view name);
     OptionalId find_function_id(std::string_view name, std::uint32_t file_id) const;
     OptionalId add_function(const FunctionRecord& record, std::uint32_t file_id);
+    bool may_have_stood(const FunctionRecord& record) const;
     bool insert_edges(std::uint32_t func_id, const FunctionRecord& record);
     bool insert_edge(std::uint32_t func_id, const EdgeRecord& edge) const;
     void insert_calls(std::uint32_t func_id, const FunctionRecord& record);
-    void insert_call(std::uint32_t func_id, const CallRecord& call) const;
+    void insert_call(std::uint32_t func_id, const CallRecord& call);
     bool delete_rows(const SqlStatement& statement, std::uint32_t func_id) const;
     bool insert_new(const FunctionRecord& source);
     bool merge_function(const FunctionRecord& source, FunctionRecordFactory& factory);
@@ -118,11 +118,8 @@ private:
     SelectStatement m_select_calls;
     DeleteStatement m_delete_calls;
     InsertStatement m_insert_call;
-    bool m_memory_started = false;
-    bool m_memory_holds = false;  // the memory of ids finds what searches would find
-    FileIdMemory m_known_files;
-    NextRowId m_next_file_id;
-    NextRowId m_next_function_id;
+    RowIdMemory m_row_ids;
+    bool m_proxies_read = false;             // all function rows stand in `m_record_set`
     std::vector<EdgeRecord*> m_edges;        // of the function that is being written
     std::vector<const CallRecord*> m_calls;  // likewise
 };

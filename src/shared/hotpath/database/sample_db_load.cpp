@@ -118,6 +118,10 @@ bool SampleDB::read_functions(FunctionRecordSet& set, FunctionRecordFactory& fac
         trace_sql_error("read_function_records", "SQL error ", table.error());
         return false;
     }
+    // A statement that stands on a row holds the file's read lock, which each of the two reads for
+    // each function would otherwise take and give back.
+    SqlStatement lock;
+    if (!proxies && lock.prepare(db(), "SELECT sf_id FROM sf_functions")) lock.step();
     for (int row = 0; row < table.row_count(); ++row) {
         const FunctionRow function(table, row);
         if (function.file_id < 0 || static_cast<std::uint32_t>(function.file_id) >= files.size()) {

@@ -17,6 +17,7 @@ bool succeeded(bool done, const char* failure) {
 bool SampleDB::merge_records(const FunctionRecordSet& input_records,
                              FunctionRecordFactory& factory) {
     if (!read_function_records(*m_record_set, factory, true)) return false;
+    m_proxies_read = true;
     const std::uint32_t runs = m_record_set->num_runs() + input_records.num_runs();
     // Outside the transaction: a merge that fails later has still counted its runs.
     set_value(run_info_table, "num_runs", static_cast<std::int32_t>(runs));

@@ -66,19 +66,9 @@ bool SampleDB::update_function_record(std::uint32_t func_id, const FunctionRecor
 
 // The id of a file, whose row is added at its first use.
 OptionalId SampleDB::file_id(std::string_view name) {
-    const OptionalId known = known_file_id(name);
-    if (known.has_value) return known;
-    const OptionalId added = add_file(name);
-    if (added.has_value) m_known_files.remember(name, added.value);
-    return added;
-}
-
-OptionalId SampleDB::known_file_id(std::string_view name) {
-    if (!m_memory_started) {
-        m_memory_started = true;
-        m_memory_holds = tables_count_as_created(db()) && m_known_files.read(db());
-    }
-    return m_memory_holds ? m_known_files.find(name) : find_file_id(name);
+    if (!m_row_ids.is_started()) m_row_ids.start(db());
+    const OptionalId known = m_row_ids.holds() ? m_row_ids.find_file(name) : find_file_id(name);
+    return known.has_value ? known : add_file(name);
 }
 
 OptionalId SampleDB::find_file_id(std::string_view name) const {
@@ -90,12 +80,12 @@ OptionalId SampleDB::add_file(std::string_view name) {
     m_insert_filename.bind_text(filenames_column::filename, name);
     const int code = m_insert_filename.step();
     m_insert_filename.reset();
-    if (code != step_done) return {};
-    const OptionalId next = m_next_file_id.take(m_memory_holds);
-    if (next.has_value) return next;
-    const OptionalId found = find_file_id(name);
-    if (m_memory_holds) m_next_file_id.found(found);
-    return found;
+    if (code != step_done) {
+        m_row_ids.forget();
+        return {};
+    }
+    const OptionalId added = m_row_ids.added_file(name);
+    return added.has_value ? added : find_file_id(name);
 }
 
 OptionalId SampleDB::find_function_id(std::string_view name, std::uint32_t file_id) const {
@@ -114,14 +104,17 @@ OptionalId SampleDB::add_function(const FunctionRecord& record, std::uint32_t fi
     m_insert_function.bind_uint64(functions_column::flags, record.function_flags());
     const int code = m_insert_function.step();
     m_insert_function.reset();
-    const bool surely_new =
-        code == step_done && m_memory_holds &&
-        (m_record_set == nullptr || !m_record_set->holds_key(record.get_file_name(), name));
-    const OptionalId next = m_next_function_id.take(surely_new);
-    if (next.has_value) return next;
-    const OptionalId found = find_function_id(name, file_id);
-    if (surely_new) m_next_function_id.found(found);
-    return found;
+    if (code != step_done) m_row_ids.forget();
+    const OptionalId added = m_row_ids.added_function(name, file_id);
+    return added.has_value && !may_have_stood(record) ? added : find_function_id(name, file_id);
+}
+
+// True if the file may have held a row with the function's texts before: under its key, of which
+// the record set knows all, stands also a function whose names are cut otherwise.
+bool SampleDB::may_have_stood(const FunctionRecord& record) const {
+    if (!m_row_ids.had_functions()) return false;
+    return !m_proxies_read ||
+           m_record_set->holds_key(record.get_file_name(), record.get_function_name());
 }
 
 bool SampleDB::insert_edges(std::uint32_t func_id, const FunctionRecord& record) {
@@ -160,14 +153,14 @@ void SampleDB::insert_calls(std::uint32_t func_id, const FunctionRecord& record)
 }
 
 // A call that can't be written is passed over.
-void SampleDB::insert_call(std::uint32_t func_id, const CallRecord& call) const {
+void SampleDB::insert_call(std::uint32_t func_id, const CallRecord& call) {
     const SqlStatement& row = m_insert_call;
     row.bind_uint32(calls_column::from_func_id, func_id);
     row.bind_uint32(calls_column::from_abs_line, call.line);
     row.bind_uint32(calls_column::from_rel_line, call.relative_line);
     row.bind_text(calls_column::to_func_name, call.callee_name);
     row.bind_uint64(calls_column::exec_count, call.exec_count);
-    row.step();
+    if (row.step() != step_done) m_row_ids.forget();
     row.reset();
 }
 

@@ -156,24 +156,23 @@ bool UpdateStatement::init(const DatabaseHandle& db, const TableSpec& table,
     return init_sql_statement(db, sql.c_str());
 }
 
-TextTable::~TextTable() {
-    if (m_cells != nullptr) sqlite3_free_table(m_cells);
-    sqlite3_free(m_error);
-}
+TextTable::~TextTable() { sqlite3_free(m_error); }
 
 bool TextTable::read(const DatabaseHandle& db, const char* sql) {
-    sqlite3_get_table(db.connection(), sql, &m_cells, &m_row_count, &m_column_count, &m_error);
-    return m_error == nullptr && m_cells != nullptr;
+    return sqlite3_exec(db.connection(), sql, add_row, this, &m_error) == SQLITE_OK;
 }
 
-std::string_view TextTable::cell(int row, int column) const {
-    if (column >= m_column_count) return {};
-    // The column names stand in front of the first row.
-    const auto place =
-        (static_cast<std::size_t>(row) + 1) * static_cast<std::size_t>(m_column_count) +
-        static_cast<std::size_t>(column);
-    const char* const text = m_cells[place];
-    return text == nullptr ? std::string_view{} : std::string_view(text);
+// Called by SQLite for each row.
+int TextTable::add_row(void* table, int column_count, char** cells, char** /*names*/) {
+    TextTable& self = *static_cast<TextTable*>(table);
+    self.m_column_count = column_count;
+    ++self.m_row_count;
+    for (int column = 0; column < column_count; ++column) {
+        if (cells[column] != nullptr) self.m_text += cells[column];
+        self.m_text += '\0';
+        self.m_ends.push_back(self.m_text.size());
+    }
+    return 0;
 }
 
 DbOpenResult SqlConnection::open(const char* path, OpenMode mode) {

@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "shared/hotpath/database/sample_db_schema.h"
 
@@ -127,7 +129,7 @@ public:
     TextTable& operator=(const TextTable&) = delete;
     ~TextTable();
 
-    // Runs the query. False if SQLite gave an error text or no table.
+    // Runs the query. False if SQLite can't, or not to its end.
     bool read(const DatabaseHandle& db, const char* sql);
 
     // SQLite's error text of a failed read, or "<UNKNOWN>".
@@ -135,11 +137,23 @@ public:
 
     int row_count() const { return m_row_count; }
 
-    // The cell's text; the empty text for NULL and for a column that the table doesn't have.
-    std::string_view cell(int row, int column) const;
+    // The cell's text, which has a terminator behind it; the empty text for NULL and for a column
+    // that the table doesn't have. Valid as long as the table.
+    std::string_view cell(int row, int column) const {
+        if (column >= m_column_count) return {};
+        const std::size_t place =
+            static_cast<std::size_t>(row) * static_cast<std::size_t>(m_column_count) +
+            static_cast<std::size_t>(column);
+        const std::size_t begin = m_ends[place];
+        return std::string_view(m_text).substr(begin, m_ends[place + 1] - begin - 1);
+    }
 
 private:
-    char** m_cells = nullptr;
+    static int add_row(void* table, int column_count, char** cells, char** names);
+
+    std::string m_text;  // all cells, one behind the other, each with a terminator
+    std::vector<std::size_t> m_ends = {
+        0};  // where the cells end, behind the beginning of the first
     char* m_error = nullptr;
     int m_row_count = 0;
     int m_column_count = 0;
