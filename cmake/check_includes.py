@@ -40,7 +40,7 @@ def fault(name, kind, header):
         system = SYSTEM_HEADER.match(header) and header not in PORTABLE_HEADERS
         return "includes the system header " + header if system and not PLATFORM.match(name) else None
     floor, target = floor_of(name), floor_of(header)
-    if target is None:
+    if target is None or ".." in header:
         return "includes " + header + ", which is on no floor"
     if target == floor or target in ALLOWED[floor] or (name, header) in KNOWN_ARROWS:
         return None

@@ -63,7 +63,7 @@ ReporterText format_text(const char* format, std::va_list fill_ins) {
     const int length = std::vsnprintf(nullptr, 0, format, again);
     va_end(again);
     const std::size_t size = length < 0 ? 0 : static_cast<std::size_t>(length);
-    ReporterText text(static_cast<char*>(reporter_malloc(size + 3)));
+    ReporterText text(static_cast<char*>(reporter_malloc(size + 1)));
     text.get()[0] = '\0';
     std::vsnprintf(text.get(), size + 1, format, fill_ins);
     return text;

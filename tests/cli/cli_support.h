@@ -86,9 +86,7 @@ inline std::string schema_text() {
 class CliTest : public test_support::ProgramTest {
 protected:
     // Runs the program in the test's directory.
-    Outcome run(const std::vector<std::string>& arguments) const {
-        return start(arguments, false);
-    }
+    Outcome run(const std::vector<std::string>& arguments) const { return start(arguments, false); }
 
     // The same without the banner.
     Outcome run_plain(std::vector<std::string> arguments) const {
@@ -129,19 +127,17 @@ protected:
     // "f in A.C x7 flags 0", "  edge 1a 10:0.0.0 > 2b 11:0.0.0 x5 entry", "  call g 12:1 x3".
     std::string profile(const std::string& database) const {
         std::string text;
-        for (const Row& row : query(
-                 database,
-                 "SELECT f.sf_id, sf_func_name, IFNULL(sf_filename, 'NO FILE'), f.sf_exec_count, "
-                 "sf_flags FROM sf_functions f LEFT JOIN sf_filenames n ON n.sf_id = sf_file_id "
-                 "ORDER BY f.sf_id")) {
+        for (const Row& row :
+             query(database,
+                   "SELECT f.sf_id, sf_func_name, IFNULL(sf_filename, 'NO FILE'), f.sf_exec_count, "
+                   "sf_flags FROM sf_functions f LEFT JOIN sf_filenames n ON n.sf_id = sf_file_id "
+                   "ORDER BY f.sf_id")) {
             text += row[1] + " in " + row[2] + " x" + row[3] + " flags " + row[4] + "\n";
-            for (const Row& edge : query(
-                     database,
-                     "SELECT * FROM sf_edges WHERE sf_from_func_id=" + row[0] + " ORDER BY rowid"))
+            for (const Row& edge : query(database, "SELECT * FROM sf_edges WHERE sf_from_func_id=" +
+                                                       row[0] + " ORDER BY rowid"))
                 text += edge_text(edge);
-            for (const Row& call : query(
-                     database,
-                     "SELECT * FROM sf_calls WHERE sf_from_func_id=" + row[0] + " ORDER BY rowid"))
+            for (const Row& call : query(database, "SELECT * FROM sf_calls WHERE sf_from_func_id=" +
+                                                       row[0] + " ORDER BY rowid"))
                 text += "  call " + call[3] + " " + call[1] + ":" + call[2] + " x" + call[4] + "\n";
         }
         return text;
@@ -190,20 +186,17 @@ private:
     }
 };
 
-// The trace texts show addresses of connections: each "0x..." behind " : " or "close " becomes "@".
-inline std::string without_pointers(const std::string& text) {
-    std::string result;
-    for (std::size_t i = 0; i < text.size();) {
-        const bool behind_mark = result.ends_with(") : ") || result.ends_with("::close ");
-        if (behind_mark && text.compare(i, 2, "0x") == 0) {
-            result += '@';
-            i = text.find_first_not_of("0123456789abcdef", i + 2);
-            if (i == std::string::npos) break;
-        } else {
-            result += text[i++];
-        }
+// The trace texts with "@" for each address of a connection. An address ends where its opening says
+// so; where a connection is closed, any letter may follow.
+inline std::string without_pointers(std::string text) {
+    constexpr std::string_view before = ") : 0x";
+    for (std::size_t i = 0; (i = text.find(before, i)) != std::string::npos;) {
+        i += before.size() - 2;
+        const std::string address = text.substr(i, text.find(' ', i) - i);
+        for (std::size_t j = i; (j = text.find(address, j)) != std::string::npos;)
+            text.replace(j, address.size(), "@");
     }
-    return result;
+    return text;
 }
 
 inline const std::string banner =
@@ -226,8 +219,7 @@ inline std::string usage(const std::string& program) {
            "\n";
 }
 
-inline const std::string no_files =
-    "error #30097: No input files specified. Use -file option.\n";
+inline const std::string no_files = "error #30097: No input files specified. Use -file option.\n";
 inline const std::string internal_error = "error #30100: Internal error.\n";
 
 inline std::string cannot_open(const std::string& path) {

@@ -6,7 +6,8 @@ namespace {
 
 class Options : public CliTest {};
 
-const std::string help_text = "Help: " + test_support::program_path() +
+const std::string help_text =
+    "Help: " + test_support::program_path() +
     "\n"
     "           [-nologo]\n"
     "               Print version number\n"
@@ -31,7 +32,9 @@ const std::string help_text = "Help: " + test_support::program_path() +
     "\n";
 
 Outcome unknown_option(const std::string& word) {
-    return {1, "", "error #32500: unknown option '/" + word + "'\n" + banner + usage(test_support::program_path())};
+    return {1, "",
+            "error #32500: unknown option '/" + word + "'\n" + banner +
+                usage(test_support::program_path())};
 }
 
 Outcome missing_value(const std::string& name) {
@@ -79,8 +82,7 @@ TEST_F(Options, out_and_append_exclude_each_other) {
     write("a.csv", one_edge);
     EXPECT_EQ(
         run_plain({"-file", "missing;a.csv", "-out", "x", "-append", "y", "-dump"}),
-        (Outcome{1, "",
-                 "error #30099: Cannot use -out and -append options simultaneously.\n"}));
+        (Outcome{1, "", "error #30099: Cannot use -out and -append options simultaneously.\n"}));
     EXPECT_FALSE(exists("x"));
     EXPECT_FALSE(exists("y"));
 }
@@ -120,15 +122,13 @@ TEST_F(Options, out_merges_and_remarks_the_count) {
 
 TEST_F(Options, out_with_dump_merges_then_reports_then_remarks) {
     write("a.csv", one_edge);
-    EXPECT_EQ(run_mixed({"-file", "a.csv", "-out", "x", "-dump"}),
-              one_edge_report + merged(1));
+    EXPECT_EQ(run_mixed({"-file", "a.csv", "-out", "x", "-dump"}), one_edge_report + merged(1));
     EXPECT_EQ(profile("x"), one_edge_profile);
 }
 
 TEST_F(Options, append_with_dump_merges_then_reports_then_remarks) {
     write("a.csv", one_edge);
-    EXPECT_EQ(run_mixed({"-dump", "-append", "x", "-file", "a.csv"}),
-              one_edge_report + merged(1));
+    EXPECT_EQ(run_mixed({"-dump", "-append", "x", "-file", "a.csv"}), one_edge_report + merged(1));
     EXPECT_EQ(profile("x"), one_edge_profile);
 }
 
@@ -280,7 +280,9 @@ TEST_F(TraceOption, reads_decimal_octal_and_hexadecimal) {
     EXPECT_EQ(traced("0XC"), insertion);
 }
 
-TEST_F(TraceOption, takes_white_space_and_a_plus_in_front) { EXPECT_EQ(traced(" \t+8"), insertion); }
+TEST_F(TraceOption, takes_white_space_and_a_plus_in_front) {
+    EXPECT_EQ(traced(" \t+8"), insertion);
+}
 
 TEST_F(TraceOption, ignores_what_stands_behind_the_number) {
     EXPECT_EQ(traced("8x"), insertion);

@@ -36,7 +36,10 @@ TEST(DecimalText, a_number_ends_at_the_first_other_character) {
     EXPECT_EQ(decimal_prefix("1,2"), 1);
     EXPECT_EQ(decimal_prefix("1.9"), 1);
     EXPECT_EQ(decimal_prefix("0x10"), 0);
-    EXPECT_EQ(decimal_prefix(std::string_view("1\0" "2", 3)), 1);
+    EXPECT_EQ(decimal_prefix(std::string_view("1\0"
+                                              "2",
+                                              3)),
+              1);
 }
 
 TEST(DecimalText, a_text_without_digits_is_0) {
@@ -87,8 +90,8 @@ TEST(DecimalText, the_32_bit_form_saturates_at_64_bits_first) {
 TEST(DecimalText, random_texts_read_as_the_c_library_reads_them) {
     test_support::RandomText random(1);
     for (int i = 0; i < 200000; ++i) {
-        const std::string text = random.of(" \t+-", 2) + random.of("0123456789", 21) +
-                                 random.of("09aA,. -", 3);
+        const std::string text =
+            random.of(" \t+-", 2) + random.of("0123456789", 21) + random.of("09aA,. -", 3);
         ASSERT_EQ(decimal_prefix(text), std::strtoll(text.c_str(), nullptr, 10)) << text;
     }
 }
