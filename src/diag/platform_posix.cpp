@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <new>
 #include <stdexcept>
@@ -127,6 +128,11 @@ std::optional<std::string> module_path() {
     const ssize_t size = readlink("/proc/self/exe", path.data(), path.size());
     if (size <= 0 || static_cast<std::size_t>(size) == path.size()) return std::nullopt;
     return std::string(path.data(), static_cast<std::size_t>(size));
+}
+
+void let_writes_fail() {
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 void raise_open_file_limit() {

@@ -3,6 +3,9 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <regex>
+
 #include "cli_support.h"
 #include "trace_texts.h"
 
@@ -86,7 +89,7 @@ protected:
     // What a run says whose file may have this many pages, and the tables that it leaves.
     Outcome run_with_pages(int pages) {
         write("a.csv", one_edge);
-        preparation_ = "trap '' XFSZ; ulimit -f " + std::to_string(pages * 8);
+        preparation_ = "ulimit -f " + std::to_string(pages * 8);
         return run_plain({"-trace", "1", "-file", "a.csv", "-out", "x"});
     }
 
@@ -457,6 +460,62 @@ TEST_F(Locked, for_reading_the_lost_commit_goes_unnoticed) {
     let_go();
     EXPECT_EQ(profile("x"), one_edge_profile);
     EXPECT_EQ(runs("x"), "num_runs|1\n");
+}
+
+// --- Streams that take nothing
+
+class BrokenPipe : public Failures {
+protected:
+    // The exit status of a run whose streams lead to a program that has ended already.
+    std::string status_of(const std::string& arguments) const {
+        write("a.csv", one_edge);
+        const std::string run = "cd '" + path() + "' && { sleep 0.2; '" + program_ + "' " +
+                                arguments + " 2>&1; echo $? > status; } | true";
+        EXPECT_EQ(std::system(run.c_str()), 0);
+        return read("status");
+    }
+};
+
+TEST_F(BrokenPipe, is_a_failed_write_that_nobody_looks_at) {
+    EXPECT_EQ(status_of("-file a.csv -dump"), "0\n");
+}
+
+TEST_F(BrokenPipe, costs_no_merge) {
+    EXPECT_EQ(status_of("-file a.csv -out x -dump"), "0\n");
+    EXPECT_EQ(profile("x"), one_edge_profile);
+}
+
+TEST_F(Failures, a_full_device_for_the_report_is_not_looked_at) {
+    write("a.csv", one_edge);
+    preparation_ = "exec >/dev/full";
+    EXPECT_EQ(run_plain({"-file", "a.csv", "-dump"}), (Outcome{0, "", ""}));
+}
+
+// --- Memory that ends
+
+TEST_F(Failures, exhausted_memory_is_one_line_and_status_1_whoever_asked_for_it) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the address sanitizer needs more address space than any limit leaves";
+#else
+    std::string text = ten_columns;
+    for (int i = 0; i < 100000; ++i)
+        text += "10,Cond,a.c,1,function_" + std::to_string(i) + ",20,a.c,2,function_" +
+                std::to_string(i) + ",5\n";
+    write("a.csv", text);
+    const std::regex out_of_memory(
+        "error #30072: Out of memory, trying to allocate [0-9]+\\.\n"
+        "|catastrophic error: out of memory\n");
+    int failures = 0;
+    for (int limit = 16000; limit <= 48000; limit += 4000) {
+        preparation_ = "ulimit -v " + std::to_string(limit);
+        const Outcome outcome = run_plain({"-file", "a.csv", "-dump", "-sort", "A"});
+        if (outcome.status == 0) continue;
+        ++failures;
+        EXPECT_EQ(outcome.status, 1) << limit;
+        EXPECT_TRUE(std::regex_match(outcome.err, out_of_memory)) << limit << ": " << outcome.err;
+    }
+    EXPECT_GT(failures, 2);
+#endif
 }
 
 }  // namespace
