@@ -36,8 +36,8 @@ std::optional<std::string> module_path();
 // Lets the process hold as many open files as the system ever allows it.
 void raise_open_file_limit();
 
-// Lets a write to a closed pipe, or past a limit on file sizes, fail like any other write, where the
-// system would rather end the process.
+// Lets a write to a closed pipe, or past a limit on file sizes, fail like any other write, where
+// the system would rather end the process.
 void let_writes_fail();
 
 }  // namespace diag::platform

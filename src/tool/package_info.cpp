@@ -20,7 +20,7 @@ constexpr std::size_t program_path_limit = 260;
 
 // What an id with a single dot adds to the product's version.
 std::string one_dot_suffix(std::string_view id, std::size_t dot) {
-    const std::string from_dot(id.substr(dot));
+    std::string from_dot(id.substr(dot));
     if (id.find(suite_word) == std::string_view::npos) return from_dot;
     const std::size_t update = id.find(update_word);
     if (update == std::string_view::npos) return ".0" + from_dot;

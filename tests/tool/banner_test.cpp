@@ -27,9 +27,7 @@ TEST(VersionLine, names_product_platform_version_and_build) {
     EXPECT_EQ(version_line(), first_line);
 }
 
-TEST(VersionLine, is_built_once) {
-    EXPECT_EQ(&version_line(), &version_line());
-}
+TEST(VersionLine, is_built_once) { EXPECT_EQ(&version_line(), &version_line()); }
 
 TEST(Banner, is_version_line_rights_line_and_an_empty_line_on_standard_error) {
     testing::internal::CaptureStdout();

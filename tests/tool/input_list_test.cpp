@@ -47,13 +47,9 @@ TEST(ListTokenizer, gives_one_empty_token_for_delimiters_alone) {
     EXPECT_THAT(tokens_of(";;;"), ElementsAre(""));
 }
 
-TEST(ListTokenizer, gives_no_token_for_the_empty_text) {
-    EXPECT_THAT(tokens_of(""), IsEmpty());
-}
+TEST(ListTokenizer, gives_no_token_for_the_empty_text) { EXPECT_THAT(tokens_of(""), IsEmpty()); }
 
-TEST(ListTokenizer, keeps_blanks) {
-    EXPECT_THAT(tokens_of(" a ; b"), ElementsAre(" a ", " b"));
-}
+TEST(ListTokenizer, keeps_blanks) { EXPECT_THAT(tokens_of(" a ; b"), ElementsAre(" a ", " b")); }
 
 TEST(ListTokenizer, keeps_quotes_and_backslashes_in_the_token) {
     EXPECT_THAT(tokens_of("\"a;b\";c"), ElementsAre("\"a;b\"", "c"));
@@ -124,9 +120,7 @@ TEST(ListTokenizer, a_quote_as_delimiter_cuts) {
     EXPECT_THAT(tokens_of("a\"b", "\""), ElementsAre("a", "b"));
 }
 
-TEST(StripToken, gives_nothing_for_nothing) {
-    EXPECT_EQ(strip_token(nullptr), nullptr);
-}
+TEST(StripToken, gives_nothing_for_nothing) { EXPECT_EQ(strip_token(nullptr), nullptr); }
 
 TEST(StripToken, takes_enclosing_double_quotes_away) {
     EXPECT_THAT(paths_in("\"a;b\";c"), ElementsAre("a;b", "c"));

@@ -10,9 +10,7 @@
 namespace tool {
 namespace {
 
-TEST(VersionNumber, is_the_default_one_without_an_id) {
-    EXPECT_EQ(version_number(""), "2021.8.0");
-}
+TEST(VersionNumber, is_the_default_one_without_an_id) { EXPECT_EQ(version_number(""), "2021.8.0"); }
 
 TEST(VersionNumber, goes_on_with_an_id_from_its_last_dot_but_one) {
     EXPECT_EQ(version_number("a.b.c"), "2021.8.b.c");

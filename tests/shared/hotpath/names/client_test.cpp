@@ -80,9 +80,7 @@ TEST(TextBuffer, negative_count_ends_the_program) {
 
 // Key names
 
-std::string key(const char* name) {
-    return key_name_for(name).value_or("none");
-}
+std::string key(const char* name) { return key_name_for(name).value_or("none"); }
 
 TEST(KeyName, name_without_an_encoded_path_has_none) {
     EXPECT_EQ("none", key("foo"));
@@ -98,18 +96,14 @@ TEST(KeyName, all_encoded_paths_are_replaced) {
     EXPECT_EQ("a(anon ns)b(anon ns)c", key("a__N_3_xyzb__N_1_qc"));
 }
 
-TEST(KeyName, name_may_end_with_its_path) {
-    EXPECT_EQ("(anon ns)", key("__N_2_xy"));
-}
+TEST(KeyName, name_may_end_with_its_path) { EXPECT_EQ("(anon ns)", key("__N_2_xy")); }
 
 TEST(KeyName, number_without_an_underscore_gives_up) {
     EXPECT_EQ("none", key("a__N_"));
     EXPECT_EQ("none", key("a__N_3"));
 }
 
-TEST(KeyName, name_that_ends_too_early_gives_up) {
-    EXPECT_EQ("none", key("a__N_9_xy"));
-}
+TEST(KeyName, name_that_ends_too_early_gives_up) { EXPECT_EQ("none", key("a__N_9_xy")); }
 
 TEST(KeyName, one_malformed_path_spoils_the_whole_name) {
     EXPECT_EQ("none", key("a__N_3_xyzb__N_9_qc"));
@@ -129,9 +123,7 @@ TEST(KeyName, length_is_read_like_the_c_library_does) {
     EXPECT_EQ("(anon ns)f", key("__N_2x_xyf"));
 }
 
-TEST(KeyName, negative_length_gives_up) {
-    EXPECT_EQ("none", key("__N_-1_xyf"));
-}
+TEST(KeyName, negative_length_gives_up) { EXPECT_EQ("none", key("__N_-1_xyf")); }
 
 TEST(KeyName, low_32_bits_of_a_large_length_count) {
     EXPECT_EQ("(anon ns)f", key("__N_4294967298_xyf"));
@@ -158,9 +150,7 @@ protected:
     const fs::path before_ = fs::current_path();
 };
 
-std::string full(const char* path) {
-    return hotpath_Create_Full_Path(path);
-}
+std::string full(const char* path) { return hotpath_Create_Full_Path(path); }
 
 TEST_F(FullPath, relative_path_is_joined_to_the_working_directory) {
     EXPECT_EQ(drive_ + "\\A\\B.C", full("a/b.c"));
@@ -204,18 +194,14 @@ TEST_F(FullPath, path_above_its_root_comes_back_folded) {
     EXPECT_EQ("C:X\\..\\A", full("c:x\\..\\a"));
 }
 
-TEST_F(FullPath, parent_at_the_root_is_left_alone_at_the_end) {
-    EXPECT_EQ("\\..", full("\\.."));
-}
+TEST_F(FullPath, parent_at_the_root_is_left_alone_at_the_end) { EXPECT_EQ("\\..", full("\\..")); }
 
 TEST_F(FullPath, path_from_the_root_is_resolved) {
     EXPECT_EQ("\\A", full("\\X\\..\\a"));
     EXPECT_EQ("\\", full("/a/.."));
 }
 
-TEST_F(FullPath, dot_behind_a_drive_is_a_component) {
-    EXPECT_EQ("C:A", full("C:.\\a"));
-}
+TEST_F(FullPath, dot_behind_a_drive_is_a_component) { EXPECT_EQ("C:A", full("C:.\\a")); }
 
 TEST_F(FullPath, other_dots_are_ordinary_characters) {
     EXPECT_EQ("\\.A\\B.\\C..D", full("/.a/b./c..d"));
@@ -227,9 +213,7 @@ TEST_F(FullPath, two_dots_behind_a_name_cannot_be_resolved) {
     EXPECT_EQ("\\X\\.\\A..\\B", full("/x/./a../b"));
 }
 
-TEST_F(FullPath, path_without_separators_has_no_last_component) {
-    EXPECT_EQ("C:.", full("c:."));
-}
+TEST_F(FullPath, path_without_separators_has_no_last_component) { EXPECT_EQ("C:.", full("c:.")); }
 
 TEST_F(FullPath, long_absolute_path_is_kept_whole) {
     const std::string name(5000, 'x');

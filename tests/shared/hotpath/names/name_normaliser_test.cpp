@@ -8,9 +8,7 @@ namespace {
 
 using hotpath::NameNormaliser;
 
-std::string normalised(const char* raw) {
-    return NameNormaliser().normalise(raw);
-}
+std::string normalised(const char* raw) { return NameNormaliser().normalise(raw); }
 
 TEST(NameNormaliser, plain_name_is_handed_back_itself) {
     NameNormaliser normaliser;
@@ -18,9 +16,7 @@ TEST(NameNormaliser, plain_name_is_handed_back_itself) {
     EXPECT_EQ(name, normaliser.normalise(name));
 }
 
-TEST(NameNormaliser, empty_name_passes_unchanged) {
-    EXPECT_EQ("", normalised(""));
-}
+TEST(NameNormaliser, empty_name_passes_unchanged) { EXPECT_EQ("", normalised("")); }
 
 TEST(NameNormaliser, each_stage_is_in_the_chain) {
     EXPECT_EQ("main", normalised("L_main_23__par_region0_2.1"));
@@ -28,9 +24,7 @@ TEST(NameNormaliser, each_stage_is_in_the_chain) {
     EXPECT_EQ("(anon ns)_Helper", normalised("__N_10_src_main_c_Helper"));
 }
 
-TEST(NameNormaliser, fortran_names_keep_their_underscore) {
-    EXPECT_EQ("foo_", normalised("foo_"));
-}
+TEST(NameNormaliser, fortran_names_keep_their_underscore) { EXPECT_EQ("foo_", normalised("foo_")); }
 
 TEST(NameNormaliser, suffix_behind_an_openmp_name_is_lost_with_it) {
     EXPECT_EQ("a", normalised("L_a_1__par_loop0_2.5.7"));

@@ -18,9 +18,7 @@ std::string without_suffix(const char* name) {
     return NameUndecoratorSuffixRemover(nullptr).undecorate(name);
 }
 
-std::string without_path(const char* name) {
-    return NameUndecoratorCppFilePath().undecorate(name);
-}
+std::string without_path(const char* name) { return NameUndecoratorCppFilePath().undecorate(name); }
 
 std::string without_underscore(const char* name) {
     return NameUndecoratorFortranMangling(nullptr).undecorate(name);
@@ -186,9 +184,7 @@ TEST(NameUndecoratorSuffixRemover, tag_is_one_ascii_letter) {
     EXPECT_EQ("fa", without_suffix("f.a"));
 }
 
-TEST(NameUndecoratorSuffixRemover, digit_is_no_tag) {
-    EXPECT_EQ("f2", without_suffix("f.1.2"));
-}
+TEST(NameUndecoratorSuffixRemover, digit_is_no_tag) { EXPECT_EQ("f2", without_suffix("f.1.2")); }
 
 TEST(NameUndecoratorSuffixRemover, separator_may_follow_the_tag) {
     EXPECT_EQ("f", without_suffix("f.a.."));

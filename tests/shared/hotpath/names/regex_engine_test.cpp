@@ -53,9 +53,7 @@ TEST(RegexEngine, error_values_are_fixed) {
     EXPECT_EQ(10, RegexNoPattern);
 }
 
-TEST(RegexEngine, absent_pattern_is_an_error) {
-    EXPECT_EQ(RegexNoPattern, error_of(nullptr));
-}
+TEST(RegexEngine, absent_pattern_is_an_error) { EXPECT_EQ(RegexNoPattern, error_of(nullptr)); }
 
 TEST(RegexEngine, program_that_cannot_grow_is_an_error) {
     // Each `+` doubles the code below it.
@@ -103,9 +101,7 @@ TEST(RegexEngine, empty_class_is_an_error) {
     EXPECT_EQ(RegexEmptyClass, error_of("[]a]"));
 }
 
-TEST(RegexEngine, falling_range_is_an_error) {
-    EXPECT_EQ(RegexInvalidRange, error_of("[b-a]"));
-}
+TEST(RegexEngine, falling_range_is_an_error) { EXPECT_EQ(RegexInvalidRange, error_of("[b-a]")); }
 
 TEST(RegexEngine, back_reference_to_a_group_not_opened_is_an_error) {
     EXPECT_EQ(RegexInvalidGroup, error_of("\\1"));
@@ -158,9 +154,7 @@ TEST(RegexEngine, first_error_of_the_pattern_is_the_one_told) {
 
 // Search
 
-TEST(RegexEngine, absent_text_does_not_match) {
-    EXPECT_EQ("no", found("a*", nullptr));
-}
+TEST(RegexEngine, absent_text_does_not_match) { EXPECT_EQ("no", found("a*", nullptr)); }
 
 TEST(RegexEngine, empty_pattern_matches_at_the_beginning) {
     EXPECT_EQ("0-0", found("", ""));
@@ -281,9 +275,7 @@ TEST(RegexEngine, escaped_character_is_literal) {
     EXPECT_EQ("0-1", found("\\\\", "\\"));
 }
 
-TEST(RegexEngine, lone_backslash_at_the_end_is_literal) {
-    EXPECT_EQ("0-2", found("a\\", "a\\"));
-}
+TEST(RegexEngine, lone_backslash_at_the_end_is_literal) { EXPECT_EQ("0-2", found("a\\", "a\\")); }
 
 TEST(RegexEngine, quantifier_without_an_atom_is_literal) {
     EXPECT_EQ("0-2", found("*a", "*a"));
@@ -463,9 +455,7 @@ TEST(RegexEngine, failed_path_gives_a_group_back_what_it_held) {
     EXPECT_EQ("a", group("({.}c)*ab", "acab"));
 }
 
-TEST(RegexEngine, optional_group_not_taken_is_unset) {
-    EXPECT_EQ("unset", group("{a}?b", "b"));
-}
+TEST(RegexEngine, optional_group_not_taken_is_unset) { EXPECT_EQ("unset", group("{a}?b", "b")); }
 
 // Quantifiers
 
@@ -516,9 +506,7 @@ TEST(RegexEngine, lazy_forms_go_on_where_the_failed_attempt_stopped) {
     EXPECT_EQ("1-3", found("a?\?ab", "aab"));
 }
 
-TEST(RegexEngine, nested_repetition_ends) {
-    EXPECT_EQ("0-3", found("(a+)*", "aaab"));
-}
+TEST(RegexEngine, nested_repetition_ends) { EXPECT_EQ("0-3", found("(a+)*", "aaab")); }
 
 // Abbreviations
 
