@@ -25,7 +25,7 @@ std::string_view FileTable::operator[](std::uint32_t id) const {
     const auto behind = std::upper_bound(
         m_by_id.begin(), m_by_id.end(), id,
         [](std::uint32_t wanted, const Entry& entry) { return wanted < entry.id; });
-    if (behind == m_by_id.begin() || std::prev(behind)->id != id) return {};
+    if (behind == m_by_id.begin() || std::prev(behind)->id != id) return "";
     return name_of_row(std::prev(behind)->row);
 }
 

@@ -34,7 +34,7 @@ bool read_next_id(const DatabaseHandle& db, const TableSpec& table, std::uint32_
     if (!ids.read(db, sql.c_str()) || ids.row_count() != 1) return false;
     const std::int64_t largest = diag::decimal_prefix(ids.cell(0, 1));
     next = static_cast<std::uint32_t>(largest + 1);
-    return diag::decimal_prefix(ids.cell(0, 0)) >= 1 && largest < id_limit;
+    return diag::decimal_prefix(ids.cell(0, 0)) >= 0 && largest < id_limit;
 }
 
 }  // namespace
@@ -74,8 +74,8 @@ bool RowIdMemory::read_next_ids(const DatabaseHandle& db) {
 }
 
 bool RowIdMemory::read_files(const DatabaseHandle& db) {
-    // A name that isn't stored as text, or that holds a NUL, reads like another name, but a search
-    // for that one doesn't find it.
+    // A name that isn't stored as text, or that holds a NUL, reads like another name, but no search
+    // finds it.
     TextTable rows;
     if (!rows.read(db,
                    "SELECT sf_id, sf_filename, "
@@ -83,7 +83,7 @@ bool RowIdMemory::read_files(const DatabaseHandle& db) {
                    "FROM sf_filenames"))
         return false;
     for (int row = 0; row < rows.row_count(); ++row) {
-        if (rows.cell(row, 2) != "1") return false;
+        if (rows.cell(row, 2) != "1") continue;
         const auto id = static_cast<std::uint32_t>(diag::decimal_prefix_32(rows.cell(row, 0)));
         if (m_file_names.number_of(rows.cell(row, 1)) == m_file_ids.size())
             m_file_ids.push_back(id);

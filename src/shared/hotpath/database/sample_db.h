@@ -81,10 +81,8 @@ private:
     bool load_filenames_table(FileTable& names) const;
     bool read_functions(FunctionRecordSet& set, FunctionRecordFactory& factory, bool proxies,
                         const FileTable& files);
-    void load_edges(std::uint32_t func_id, FunctionRecordFactory& factory,
-                    FunctionRecord& record) const;
-    void load_calls(std::uint32_t func_id, FunctionRecordFactory& factory,
-                    FunctionRecord& record) const;
+    void load_edges(std::uint32_t func_id, FunctionRecordFactory& factory, FunctionRecord& record);
+    void load_calls(std::uint32_t func_id, FunctionRecordFactory& factory, FunctionRecord& record);
 
     OptionalId file_id(std::string_view name);
     OptionalId find_file_id(std::string_view name) const;

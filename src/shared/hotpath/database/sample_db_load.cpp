@@ -150,10 +150,11 @@ bool SampleDB::read_functions(FunctionRecordSet& set, FunctionRecordFactory& fac
 }
 
 void SampleDB::load_edges(std::uint32_t func_id, FunctionRecordFactory& factory,
-                          FunctionRecord& record) const {
+                          FunctionRecord& record) {
     const SqlStatement& row = m_select_edges;
     row.bind_uint32(edges_column::from_func_id, func_id);
-    while (row.step() == step_row) {
+    int code = row.step();
+    for (; code == step_row; code = row.step()) {
         // Only the low half of a stored count is read, with its sign: readers of the format have
         // always had it so.
         const std::int64_t count = row.column_int(edges_column::exec_count);
@@ -165,14 +166,16 @@ void SampleDB::load_edges(std::uint32_t func_id, FunctionRecordFactory& factory,
         edge->set_entry((flags & 1) != 0);
         edge->set_exit((flags & 2) != 0);
     }
+    if (code != step_done) m_row_ids.forget();
     row.reset();
 }
 
 void SampleDB::load_calls(std::uint32_t func_id, FunctionRecordFactory& factory,
-                          FunctionRecord& record) const {
+                          FunctionRecord& record) {
     const SqlStatement& row = m_select_calls;
     row.bind_uint32(calls_column::from_func_id, func_id);
-    while (row.step() == step_row) {
+    int code = row.step();
+    for (; code == step_row; code = row.step()) {
         const char* const callee_name = row.column_text(calls_column::to_func_name);
         if (callee_name == nullptr) {
             trace_missing_callee(func_id);
@@ -183,6 +186,7 @@ void SampleDB::load_calls(std::uint32_t func_id, FunctionRecordFactory& factory,
                         column_uint32(row, calls_column::from_rel_line),
                         column_uint64(row, calls_column::exec_count));
     }
+    if (code != step_done) m_row_ids.forget();
     row.reset();
 }
 

@@ -140,7 +140,7 @@ public:
     // The cell's text, which has a terminator behind it; the empty text for NULL and for a column
     // that the table doesn't have. Valid as long as the table.
     std::string_view cell(int row, int column) const {
-        if (column >= m_column_count) return {};
+        if (column >= m_column_count) return "";
         const std::size_t place =
             static_cast<std::size_t>(row) * static_cast<std::size_t>(m_column_count) +
             static_cast<std::size_t>(column);

@@ -106,20 +106,25 @@ TEST_F(RowIdMemoryTest, doesnt_hold_with_the_largest_id_of_all) {
     EXPECT_FALSE(start());
 }
 
-TEST_F(RowIdMemoryTest, doesnt_hold_with_an_id_below_one) {
-    EXPECT_FALSE(holds_with_files("(0, 'A.C')"));
+TEST_F(RowIdMemoryTest, doesnt_hold_with_an_id_below_zero) {
+    EXPECT_FALSE(holds_with_files("(-1, 'A.C')"));
 }
 
-TEST_F(RowIdMemoryTest, doesnt_hold_with_a_name_of_null) {
-    EXPECT_FALSE(holds_with_files("(1, 'A.C'), (2, NULL)"));
+TEST_F(RowIdMemoryTest, counts_on_behind_an_id_of_zero) {
+    ASSERT_TRUE(holds_with_files("(0, 'A.C')"));
+    EXPECT_TRUE(memory.find_file("A.C").has_value);
+    EXPECT_EQ(memory.find_file("A.C").value, 0U);
+    EXPECT_EQ(memory.added_file("B.C").value, 1U);
 }
 
-TEST_F(RowIdMemoryTest, doesnt_hold_with_a_name_stored_as_a_blob) {
-    EXPECT_FALSE(holds_with_files("(1, 'A.C'), (2, x'422E43')"));
-}
-
-TEST_F(RowIdMemoryTest, doesnt_hold_with_a_nul_in_a_name) {
-    EXPECT_FALSE(holds_with_files("(1, 'A.C'), (2, 'B.C' || char(0) || 'x')"));
+TEST_F(RowIdMemoryTest, passes_over_names_that_no_search_finds) {
+    ASSERT_TRUE(
+        holds_with_files("(1, 'A.C'), (2, NULL), (3, x'422E43'), (4, 'C.C' || char(0) || 'x')"));
+    EXPECT_EQ(memory.find_file("A.C").value, 1U);
+    EXPECT_FALSE(memory.find_file("").has_value);
+    EXPECT_FALSE(memory.find_file("B.C").has_value);
+    EXPECT_FALSE(memory.find_file("C.C").has_value);
+    EXPECT_EQ(memory.added_file("D.C").value, 5U);
 }
 
 TEST_F(RowIdMemoryTest, holds_whatever_the_function_rows_say) {
