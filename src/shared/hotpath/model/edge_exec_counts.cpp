@@ -103,12 +103,17 @@ void EdgeExecCounts::merge_from(const EdgeExecCounts& other, FunctionRecordFacto
 void EdgeExecCounts::copy_edges(std::vector<EdgeRecord*>& edges) const {
     edges.assign(edges_.begin(), edges_.end());
     const auto line_less = [](const EdgeRecord* a, const EdgeRecord* b) {
-        const std::uint32_t line_a = a->from_position().line;
-        const std::uint32_t line_b = b->from_position().line;
-        return line_a != line_b ? line_a < line_b : a->edge_index() < b->edge_index();
+        return a->from_position().line < b->from_position().line;
     };
-    if (!std::is_sorted(edges.begin(), edges.end(), line_less))
-        std::sort(edges.begin(), edges.end(), line_less);
+    if (std::is_sorted(edges.begin(), edges.end(), line_less)) return;
+    // Line and place in one number: the sort compares without a look at the edges.
+    std::vector<std::uint64_t> keys;
+    keys.reserve(edges_.size());
+    for (const EdgeRecord* edge : edges_)
+        keys.push_back(std::uint64_t{edge->from_position().line} << 32 | keys.size());
+    std::sort(keys.begin(), keys.end());
+    std::transform(keys.begin(), keys.end(), edges.begin(),
+                   [this](std::uint64_t key) { return edges_[static_cast<std::uint32_t>(key)]; });
 }
 
 void EdgeExecCounts::release_edges(FunctionRecordFactory& factory) {
