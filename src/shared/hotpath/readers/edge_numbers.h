@@ -61,6 +61,12 @@ inline std::uint32_t short_decimal(std::string_view field) {
 
 #ifdef HOTPATH_HAS_SSE2
 
+constexpr std::uint64_t reverse_bytes(std::uint64_t v) {
+    v = (v & 0x00FF00FF00FF00FF) << 8 | (v >> 8 & 0x00FF00FF00FF00FF);
+    v = (v & 0x0000FFFF0000FFFF) << 16 | (v >> 16 & 0x0000FFFF0000FFFF);
+    return v << 32 | v >> 32;
+}
+
 // Reads `size` hexadecimal digits, 1 to 16, from 16 readable bytes. False if another character is
 // among them.
 inline bool short_hex(const char* text, unsigned size, std::uint64_t& value) {
@@ -82,9 +88,7 @@ inline bool short_hex(const char* text, unsigned size, std::uint64_t& value) {
     const __m128i packed = _mm_packus_epi16(pairs, pairs);
     std::uint64_t reversed = 0;
     _mm_storel_epi64(reinterpret_cast<__m128i*>(&reversed), packed);
-    std::uint64_t whole = 0;
-    for (unsigned i = 0; i < 8; ++i) whole |= ((reversed >> (8 * i)) & 0xFF) << (56 - 8 * i);
-    value = whole >> (4 * (16 - size));
+    value = reverse_bytes(reversed) >> (4 * (16 - size));
     return true;
 }
 
