@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #if defined(__GNUC__)
 #define DIAG_PRINTF_LIKE(text, first) __attribute__((format(printf, text, first)))
@@ -79,6 +80,9 @@ std::string message_text(std::int32_t position);
 // A plain formatted print on the standard error stream; adds no newline and doesn't flush. The
 // caller tests the trace bit.
 void trace_print(const char* format, ...) DIAG_PRINTF_LIKE(1, 2);
+
+// The size of a text as "%.*s" takes it.
+inline int printed_size(std::string_view text) { return static_cast<int>(text.size()); }
 
 // Memory that is always there: on failure the program ends with `PT_out_of_memory` and the size.
 // The caller frees the block with `std::free`.

@@ -29,8 +29,6 @@ struct FunctionRow {
     std::uint64_t flags;
 };
 
-int printed_size(std::string_view text) { return static_cast<int>(text.size()); }
-
 void trace_sql_error(const char* operation, const char* form, const char* error) {
     if ((diag::trace_flags & diag::TRACE_DB_ERRORS) == 0) return;
     diag::trace_print("SampleDB::%s: ", operation);
@@ -39,16 +37,16 @@ void trace_sql_error(const char* operation, const char* form, const char* error)
 
 void trace_invalid_file_id(const FunctionRow& function, std::uint32_t file_count) {
     if ((diag::trace_flags & diag::TRACE_DB_ERRORS) == 0) return;
-    diag::trace_print("Database corrupt. Invalid file_id for %.*s\n", printed_size(function.name),
-                      function.name.data());
+    diag::trace_print("Database corrupt. Invalid file_id for %.*s\n",
+                      diag::printed_size(function.name), function.name.data());
     diag::trace_print("Max file id expected was %u", file_count);
     diag::trace_print(" File id was %u\n", static_cast<std::uint32_t>(function.file_id));
 }
 
 void trace_load(std::string_view file_name, std::string_view function_name) {
     if ((diag::trace_flags & diag::TRACE_DB_LOAD) == 0) return;
-    diag::trace_print("Load function: %.*s(%.*s)", printed_size(file_name), file_name.data(),
-                      printed_size(function_name), function_name.data());
+    diag::trace_print("Load function: %.*s(%.*s)", diag::printed_size(file_name), file_name.data(),
+                      diag::printed_size(function_name), function_name.data());
 }
 
 void trace_loaded(const char* what) {

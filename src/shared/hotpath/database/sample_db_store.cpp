@@ -6,20 +6,19 @@
 namespace hotpath {
 namespace {
 
-int printed_size(std::string_view text) { return static_cast<int>(text.size()); }
-
 void trace_store(const char* what, const FunctionRecord& record) {
     if ((diag::trace_flags & diag::TRACE_DB_STORE) == 0) return;
-    diag::trace_print("%s function: %.*s(%.*s)\n", what, printed_size(record.get_file_name()),
-                      record.get_file_name().data(), printed_size(record.get_function_name()),
+    diag::trace_print("%s function: %.*s(%.*s)\n", what, diag::printed_size(record.get_file_name()),
+                      record.get_file_name().data(), diag::printed_size(record.get_function_name()),
                       record.get_function_name().data());
 }
 
 void trace_insert_failure(const FunctionRecord& record, const char* what) {
     if ((diag::trace_flags & diag::TRACE_DB_ERRORS) == 0) return;
     diag::trace_print("SampleDB::insert_function_record: %.*s(%.*s)",
-                      printed_size(record.get_file_name()), record.get_file_name().data(),
-                      printed_size(record.get_function_name()), record.get_function_name().data());
+                      diag::printed_size(record.get_file_name()), record.get_file_name().data(),
+                      diag::printed_size(record.get_function_name()),
+                      record.get_function_name().data());
     diag::trace_print("%s failed\n", what);
 }
 

@@ -6,19 +6,14 @@
 #include "shared/hotpath/model/function_record_factory.h"
 
 namespace hotpath {
-namespace {
-
-int printed_size(std::string_view text) { return static_cast<int>(text.size()); }
-
-}  // namespace
 
 void FunctionRecord::release_edges(FunctionRecordFactory& factory) {
     edges_.release_edges(factory);
 }
 
 void FunctionRecord::dump() const {
-    diag::trace_print("%.*s:%.*s:%" PRIu64 "\n", printed_size(get_file_name()),
-                      get_file_name().data(), printed_size(get_function_name()),
+    diag::trace_print("%.*s:%.*s:%" PRIu64 "\n", diag::printed_size(get_file_name()),
+                      get_file_name().data(), diag::printed_size(get_function_name()),
                       get_function_name().data(), exec_count_);
     diag::trace_print("  Uses columns: %c\n", uses_columns() ? 'T' : 'F');
     diag::trace_print("  Uses discriminators: %c\n", uses_discriminators() ? 'T' : 'F');
@@ -27,8 +22,8 @@ void FunctionRecord::dump() const {
     copy_calls(calls);
     for (const CallRecord* call : calls)
         diag::trace_print("  call to: %.*s Line:%u Exec_cnt: %" PRIu64 "\n",
-                          printed_size(call->callee_name), call->callee_name.data(), call->line,
-                          call->exec_count);
+                          diag::printed_size(call->callee_name), call->callee_name.data(),
+                          call->line, call->exec_count);
 }
 
 void FunctionRecord::add_exec_count(std::uint64_t count) {

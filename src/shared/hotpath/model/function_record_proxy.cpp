@@ -19,8 +19,8 @@ void FunctionRecordProxy::release_edges(FunctionRecordFactory& factory) {
 }
 
 void FunctionRecordProxy::dump() const {
-    diag::trace_print("Proxy for %.*s(%.*s)\n", static_cast<int>(get_file_name().size()),
-                      get_file_name().data(), static_cast<int>(get_function_name().size()),
+    diag::trace_print("Proxy for %.*s(%.*s)\n", diag::printed_size(get_file_name()),
+                      get_file_name().data(), diag::printed_size(get_function_name()),
                       get_function_name().data());
     diag::trace_print("   Index = %d\n", static_cast<std::int32_t>(function_id_));
     diag::trace_print("   Exec_count = %" PRIu64 "\n", get_exec_count());

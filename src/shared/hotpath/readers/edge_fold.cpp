@@ -16,7 +16,7 @@ bool is_transfer(std::string_view type) {
 
 void trace_invalid(std::string_view line) {
     if ((diag::reader_trace_flags & diag::READER_TRACE_RECORDS) == 0) return;
-    diag::trace_print("Invalid line: %.*s\n", static_cast<int>(line.size()), line.data());
+    diag::trace_print("Invalid line: %.*s\n", diag::printed_size(line), line.data());
 }
 
 }  // namespace
