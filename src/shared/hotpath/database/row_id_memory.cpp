@@ -28,8 +28,10 @@ bool tables_are_as_created(const DatabaseHandle& db) {
 // Reads the id that SQLite gives to the next row of the table: one more than the largest. False if
 // ids are in use that 32 bits don't hold, behind which they needn't rise.
 bool read_next_id(const DatabaseHandle& db, const TableSpec& table, std::uint32_t& next) {
-    const std::string sql =
-        std::string("SELECT ifnull(min(sf_id), 1), ifnull(max(sf_id), 0) FROM ") + table.name;
+    // Asked for one by one, both are found without reading the table.
+    const std::string from = std::string(" FROM ") + table.name;
+    const std::string sql = "SELECT ifnull((SELECT min(sf_id)" + from +
+                            "), 1), ifnull((SELECT max(sf_id)" + from + "), 0)";
     TextTable ids;
     if (!ids.read(db, sql.c_str()) || ids.row_count() != 1) return false;
     const std::int64_t largest = diag::decimal_prefix(ids.cell(0, 1));

@@ -19,6 +19,7 @@ class FunctionRecord;
 class FunctionRecordFactory;
 class FunctionRecordInterface;
 class FunctionRecordSet;
+class FunctionRow;
 
 // One database file. Made closed; opened once; it stays open until `close` or its end. Proxies that
 // were made from it point to it.
@@ -79,8 +80,13 @@ private:
     bool prepare_statements();
 
     bool load_filenames_table(FileTable& names) const;
-    bool read_functions(FunctionRecordSet& set, FunctionRecordFactory& factory, bool proxies,
-                        const FileTable& files);
+    bool read_proxies(FunctionRecordSet& set, const FunctionRecordSet* wanted);
+    bool read_full_records(FunctionRecordSet& set, FunctionRecordFactory& factory);
+    bool read_tables(FunctionRecordSet& set, FileTable& files, TextTable& functions) const;
+    void add_proxy(FunctionRecordSet& set, const FunctionRow& row, std::string_view file_name,
+                   const FunctionRecordSet* wanted);
+    void add_full_record(FunctionRecordSet& set, const FunctionRow& row, std::string_view file_name,
+                         FunctionRecordFactory& factory);
     void load_edges(std::uint32_t func_id, FunctionRecordFactory& factory, FunctionRecord& record);
     void load_calls(std::uint32_t func_id, FunctionRecordFactory& factory, FunctionRecord& record);
 
@@ -117,7 +123,8 @@ private:
     DeleteStatement m_delete_calls;
     InsertStatement m_insert_call;
     RowIdMemory m_row_ids;
-    bool m_proxies_read = false;             // all function rows stand in `m_record_set`
+    bool m_held_functions = false;  // there were function rows when the proxies were read
+    bool m_proxies_read = false;    // the function rows that an input names stand in `m_record_set`
     std::vector<EdgeRecord*> m_edges;        // of the function that is being written
     std::vector<const CallRecord*> m_calls;  // likewise
 };

@@ -8,26 +8,34 @@
 #include "shared/hotpath/model/function_record_set.h"
 
 namespace hotpath {
-namespace {
 
-// A row of `sf_functions`, which arrives as text.
-struct FunctionRow {
-    FunctionRow(const TextTable& table, int row)
-        : id(static_cast<std::uint32_t>(
-              diag::decimal_prefix_32(table.cell(row, functions_column::id)))),
-          name(table.cell(row, functions_column::func_name)),
-          file_id(diag::decimal_prefix_32(table.cell(row, functions_column::file_id))),
-          exec_count(static_cast<std::uint64_t>(
-              diag::decimal_prefix(table.cell(row, functions_column::exec_count)))),
-          flags(static_cast<std::uint64_t>(
-              diag::decimal_prefix(table.cell(row, functions_column::flags)))) {}
+// A row of `sf_functions`. It arrives as text, of which most rows of an update need little.
+class FunctionRow {
+public:
+    FunctionRow(const TextTable& table, int row) : table_(table), row_(row) {}
 
-    std::uint32_t id;
-    std::string_view name;
-    std::int32_t file_id;
-    std::uint64_t exec_count;
-    std::uint64_t flags;
+    std::uint32_t id() const { return static_cast<std::uint32_t>(number_32(functions_column::id)); }
+    std::string_view name() const { return cell(functions_column::func_name); }
+    std::int32_t file_id() const { return number_32(functions_column::file_id); }
+    std::uint64_t exec_count() const { return number_64(functions_column::exec_count); }
+    std::uint64_t flags() const { return number_64(functions_column::flags); }
+
+private:
+    std::string_view cell(std::uint32_t column) const {
+        return table_.cell(row_, static_cast<int>(column));
+    }
+    std::int32_t number_32(std::uint32_t column) const {
+        return diag::decimal_prefix_32(cell(column));
+    }
+    std::uint64_t number_64(std::uint32_t column) const {
+        return static_cast<std::uint64_t>(diag::decimal_prefix(cell(column)));
+    }
+
+    const TextTable& table_;
+    int row_;
 };
+
+namespace {
 
 void trace_sql_error(const char* operation, const char* form, const char* error) {
     if ((diag::trace_flags & diag::TRACE_DB_ERRORS) == 0) return;
@@ -35,12 +43,16 @@ void trace_sql_error(const char* operation, const char* form, const char* error)
     diag::trace_print("%s: %s\n", form, error);
 }
 
-void trace_invalid_file_id(const FunctionRow& function, std::uint32_t file_count) {
-    if ((diag::trace_flags & diag::TRACE_DB_ERRORS) == 0) return;
+// False, with its trace, if no file can have the row's file id.
+bool has_valid_file(const FunctionRow& row, const FileTable& files) {
+    const std::int32_t id = row.file_id();
+    if (id >= 0 && static_cast<std::uint32_t>(id) < files.size()) return true;
+    if ((diag::trace_flags & diag::TRACE_DB_ERRORS) == 0) return false;
     diag::trace_print("Database corrupt. Invalid file_id for %.*s\n",
-                      diag::printed_size(function.name), function.name.data());
-    diag::trace_print("Max file id expected was %u", file_count);
-    diag::trace_print(" File id was %u\n", static_cast<std::uint32_t>(function.file_id));
+                      diag::printed_size(row.name()), row.name().data());
+    diag::trace_print("Max file id expected was %u", files.size());
+    diag::trace_print(" File id was %u\n", static_cast<std::uint32_t>(id));
+    return false;
 }
 
 void trace_load(std::string_view file_name, std::string_view function_name) {
@@ -86,11 +98,7 @@ SourcePosition to_position(const SqlStatement& row) {
 
 bool SampleDB::read_function_records(FunctionRecordSet& set, FunctionRecordFactory& factory,
                                      bool proxies) {
-    const std::int32_t num_runs = get_int_value(run_info_table, "num_runs");
-    if (num_runs != -1) set.add_runs(static_cast<std::uint32_t>(num_runs));
-    FileTable files;
-    if (!load_filenames_table(files)) return false;
-    return read_functions(set, factory, proxies, files);
+    return proxies ? read_proxies(set, nullptr) : read_full_records(set, factory);
 }
 
 bool SampleDB::load_function_details(std::uint32_t func_id, FunctionRecordFactory& factory,
@@ -109,42 +117,69 @@ bool SampleDB::load_filenames_table(FileTable& names) const {
     return false;
 }
 
-bool SampleDB::read_functions(FunctionRecordSet& set, FunctionRecordFactory& factory, bool proxies,
-                              const FileTable& files) {
+// Adds the run count to the set, and reads the rows that its functions come from.
+bool SampleDB::read_tables(FunctionRecordSet& set, FileTable& files, TextTable& functions) const {
+    const std::int32_t num_runs = get_int_value(run_info_table, "num_runs");
+    if (num_runs != -1) set.add_runs(static_cast<std::uint32_t>(num_runs));
+    if (!load_filenames_table(files)) return false;
+    if (functions.read(db(), "SELECT * FROM sf_functions")) return true;
+    trace_sql_error("read_function_records", "SQL error ", functions.error());
+    return false;
+}
+
+// Without `wanted` each function becomes a proxy.
+bool SampleDB::read_proxies(FunctionRecordSet& set, const FunctionRecordSet* wanted) {
+    FileTable files;
     TextTable table;
-    if (!table.read(db(), "SELECT * FROM sf_functions")) {
-        trace_sql_error("read_function_records", "SQL error ", table.error());
-        return false;
+    if (!read_tables(set, files, table)) return false;
+    m_held_functions = table.row_count() != 0;
+    for (int i = 0; i < table.row_count(); ++i) {
+        const FunctionRow row(table, i);
+        if (!has_valid_file(row, files)) return false;
+        add_proxy(set, row, files[static_cast<std::uint32_t>(row.file_id())], wanted);
     }
+    return true;
+}
+
+void SampleDB::add_proxy(FunctionRecordSet& set, const FunctionRow& row, std::string_view file_name,
+                         const FunctionRecordSet* wanted) {
+    trace_load(file_name, row.name());
+    FunctionRecordProxy* const proxy =
+        wanted == nullptr
+            ? set.find_or_create_proxy(file_name, row.name(), this, row.id())
+            : set.find_or_create_wanted_proxy(file_name, row.name(), this, row.id(), *wanted);
+    if (proxy != nullptr) {
+        proxy->set_exec_count(row.exec_count());
+        proxy->set_flags(row.flags());
+    }
+    trace_loaded("proxy");
+}
+
+bool SampleDB::read_full_records(FunctionRecordSet& set, FunctionRecordFactory& factory) {
+    FileTable files;
+    TextTable table;
+    if (!read_tables(set, files, table)) return false;
     // A statement that stands on a row holds the file's read lock, which each of the two reads for
     // each function would otherwise take and give back.
     SqlStatement lock;
-    if (!proxies && lock.prepare(db(), "SELECT sf_id FROM sf_functions")) lock.step();
-    for (int row = 0; row < table.row_count(); ++row) {
-        const FunctionRow function(table, row);
-        if (function.file_id < 0 || static_cast<std::uint32_t>(function.file_id) >= files.size()) {
-            trace_invalid_file_id(function, files.size());
-            return false;
-        }
-        const std::string_view file_name = files[static_cast<std::uint32_t>(function.file_id)];
-        trace_load(file_name, function.name);
-        if (proxies) {
-            FunctionRecordProxy* const proxy =
-                set.find_or_create_proxy(file_name, function.name, this, function.id);
-            proxy->set_exec_count(function.exec_count);
-            proxy->set_flags(function.flags);
-            trace_loaded("proxy");
-        } else {
-            FunctionRecord* const record = set.find_or_create_record(file_name, function.name);
-            record->add_exec_count(function.exec_count);
-            if ((function.flags & function_uses_discriminators) != 0)
-                record->set_uses_discriminators(true);
-            if ((function.flags & function_uses_columns) != 0) record->set_uses_columns(true);
-            load_function_details(function.id, factory, *record);
-            trace_loaded("full record loaded");
-        }
+    if (lock.prepare(db(), "SELECT sf_id FROM sf_functions")) lock.step();
+    for (int i = 0; i < table.row_count(); ++i) {
+        const FunctionRow row(table, i);
+        if (!has_valid_file(row, files)) return false;
+        add_full_record(set, row, files[static_cast<std::uint32_t>(row.file_id())], factory);
     }
     return true;
+}
+
+void SampleDB::add_full_record(FunctionRecordSet& set, const FunctionRow& row,
+                               std::string_view file_name, FunctionRecordFactory& factory) {
+    trace_load(file_name, row.name());
+    FunctionRecord* const record = set.find_or_create_record(file_name, row.name());
+    record->add_exec_count(row.exec_count());
+    if ((row.flags() & function_uses_discriminators) != 0) record->set_uses_discriminators(true);
+    if ((row.flags() & function_uses_columns) != 0) record->set_uses_columns(true);
+    load_function_details(row.id(), factory, *record);
+    trace_loaded("full record loaded");
 }
 
 void SampleDB::load_edges(std::uint32_t func_id, FunctionRecordFactory& factory,

@@ -16,17 +16,18 @@ bool succeeded(bool done, const char* failure) {
 
 bool SampleDB::merge_records(const FunctionRecordSet& input_records,
                              FunctionRecordFactory& factory) {
-    if (!read_function_records(*m_record_set, factory, true)) return false;
+    // No proxies of functions that no input can find: a large file costs an update little more than
+    // the reading of its rows.
+    if (!read_proxies(*m_record_set, &input_records)) return false;
     m_proxies_read = true;
     const std::uint32_t runs = m_record_set->num_runs() + input_records.num_runs();
     // Outside the transaction: a merge that fails later has still counted its runs.
     set_value(run_info_table, "num_runs", static_cast<std::int32_t>(runs));
-    const bool was_empty = m_record_set->is_empty();
     begin_transaction();
     bool done = true;
     for (FunctionRecordInterface* record : input_records.records_by_key()) {
         const FunctionRecord& source = *record->get_full_record();
-        done = was_empty ? insert_new(source) : merge_function(source, factory);
+        done = m_held_functions ? merge_function(source, factory) : insert_new(source);
         if (!done) break;
     }
     // Also after a failure: what was written before it is kept.

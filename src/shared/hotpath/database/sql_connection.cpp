@@ -4,6 +4,7 @@
 
 #include <new>
 #include <string>
+#include <string_view>
 
 #include "diag/safety.h"
 
@@ -23,6 +24,8 @@ int open_flags(OpenMode mode) {
     }
     return SQLITE_OPEN_READONLY;
 }
+
+std::string_view text_of(const char* cell) { return cell == nullptr ? "" : cell; }
 
 // A parameter's text: "?" and its number in three digits.
 std::string parameter(const ColumnSpec& column) {
@@ -50,7 +53,8 @@ std::string list_of(const TableSpec& table, ColumnList columns, const char* betw
 DatabaseHandle::~DatabaseHandle() { close(); }
 
 bool DatabaseHandle::open(const char* path, OpenMode mode) {
-    const int rc = sqlite3_open_v2(path, &m_connection, open_flags(mode), nullptr);
+    const int rc =
+        sqlite3_open_v2(path, &m_connection, open_flags(mode) | SQLITE_OPEN_NOMUTEX, nullptr);
     if (traces_calls()) {
         diag::trace_print("DatabaseHandle::open(%s) : %p ", path, static_cast<void*>(m_connection));
         diag::trace_print("Result = %s\n", rc == SQLITE_OK ? "SUCCESS" : "FAILED");
@@ -165,13 +169,19 @@ bool TextTable::read(const DatabaseHandle& db, const char* sql) {
 // Called by SQLite for each row.
 int TextTable::add_row(void* table, int column_count, char** cells, char** /*names*/) {
     TextTable& self = *static_cast<TextTable*>(table);
+    const auto count = static_cast<std::size_t>(column_count);
     self.m_column_count = column_count;
-    ++self.m_row_count;
-    for (int column = 0; column < column_count; ++column) {
-        if (cells[column] != nullptr) self.m_text += cells[column];
-        self.m_text += '\0';
-        self.m_ends.push_back(self.m_text.size());
+    std::size_t size = 0;
+    for (std::size_t i = 0; i < count; ++i) size += text_of(cells[i]).size();
+    auto* const ends =
+        static_cast<std::uint32_t*>(self.m_storage.allocate(count * sizeof(std::uint32_t) + size));
+    char* text = reinterpret_cast<char*>(ends + count);
+    const char* const begin = text;
+    for (std::size_t i = 0; i < count; ++i) {
+        text += text_of(cells[i]).copy(text, std::string_view::npos);
+        ends[i] = static_cast<std::uint32_t>(text - begin);
     }
+    self.m_rows.push_back(ends);
     return 0;
 }
 

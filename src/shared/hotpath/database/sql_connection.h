@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "shared/hotpath/database/sample_db_schema.h"
+#include "shared/hotpath/model/hotpath_allocator.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -135,27 +136,25 @@ public:
     // SQLite's error text of a failed read, or "<UNKNOWN>".
     const char* error() const { return m_error != nullptr ? m_error : "<UNKNOWN>"; }
 
-    int row_count() const { return m_row_count; }
+    int row_count() const { return static_cast<int>(m_rows.size()); }
 
-    // The cell's text, which has a terminator behind it; the empty text for NULL and for a column
-    // that the table doesn't have. Valid as long as the table.
+    // The cell's text; the empty text for NULL and for a column that the table doesn't have. Valid
+    // as long as the table.
     std::string_view cell(int row, int column) const {
         if (column >= m_column_count) return "";
-        const std::size_t place =
-            static_cast<std::size_t>(row) * static_cast<std::size_t>(m_column_count) +
-            static_cast<std::size_t>(column);
-        const std::size_t begin = m_ends[place];
-        return std::string_view(m_text).substr(begin, m_ends[place + 1] - begin - 1);
+        const std::uint32_t* const ends = m_rows[static_cast<std::size_t>(row)];
+        const std::uint32_t begin = column == 0 ? 0 : ends[column - 1];
+        return {reinterpret_cast<const char*>(ends + m_column_count) + begin, ends[column] - begin};
     }
 
 private:
     static int add_row(void* table, int column_count, char** cells, char** names);
 
-    std::string m_text;  // all cells, one behind the other, each with a terminator
-    std::vector<std::size_t> m_ends = {
-        0};  // where the cells end, behind the beginning of the first
+    AllocatorOnHeap m_storage;
+    // A row is the ends of its cells, and behind them the cells' texts. It is never moved: a long
+    // table costs no copy as it grows.
+    std::vector<const std::uint32_t*> m_rows;
     char* m_error = nullptr;
-    int m_row_count = 0;
     int m_column_count = 0;
 };
 

@@ -70,12 +70,15 @@ FunctionRecordProxy* FunctionRecordSet::find_or_create_proxy(std::string_view fi
                                                              SampleDB* database,
                                                              std::uint32_t function_id) {
     make_key(file_name, function_name);
-    FunctionRecordInterface* const known = find_by_key();
-    if (known != nullptr && known->is_proxy()) return known->get_proxy();
-    FunctionRecordProxy* const proxy =
-        factory_->create_proxy(key_file_, function_name, database, this, function_id);
-    insert_record(proxy);
-    return proxy;
+    return find_or_create_keyed_proxy(function_name, database, function_id);
+}
+
+FunctionRecordProxy* FunctionRecordSet::find_or_create_wanted_proxy(
+    std::string_view file_name, std::string_view function_name, SampleDB* database,
+    std::uint32_t function_id, const FunctionRecordSet& wanted) {
+    make_key(file_name, function_name);
+    if (!wanted.may_find(key_, key_hash_)) return nullptr;
+    return find_or_create_keyed_proxy(function_name, database, function_id);
 }
 
 FunctionRecord* FunctionRecordSet::find_record(std::string_view file_name,
@@ -105,11 +108,35 @@ void FunctionRecordSet::make_key(std::string_view file_name, std::string_view fu
     key_hash_ = hash_text(key_);
 }
 
-FunctionRecordInterface* FunctionRecordSet::find_by_key() const {
-    const std::uint32_t place = by_key_.find(key_hash_, [&](std::uint32_t candidate) {
-        return records_[candidate]->key().joined() == key_;
-    });
+FunctionRecordInterface* FunctionRecordSet::find_key(std::string_view key,
+                                                     std::uint64_t hash) const {
+    const std::uint32_t place = by_key_.find(
+        hash, [&](std::uint32_t candidate) { return records_[candidate]->key().joined() == key; });
     return place == IndexTable::none ? nullptr : records_[place];
+}
+
+// A record without a file name finds by its function name alone, which is all that its own key
+// holds. The answer follows from the key, not from where it is cut: two functions of one key share
+// a record.
+bool FunctionRecordSet::may_find(std::string_view key, std::uint64_t hash) const {
+    if (find_key(key, hash) != nullptr) return true;
+    if (!has_fileless_) return false;
+    for (std::size_t slash = key.find('/'); slash != key.npos; slash = key.find('/', slash + 1)) {
+        const std::string_view fileless = key.substr(0, slash + 1);
+        if (find_key(fileless, hash_text(fileless)) != nullptr) return true;
+    }
+    return false;
+}
+
+FunctionRecordProxy* FunctionRecordSet::find_or_create_keyed_proxy(std::string_view function_name,
+                                                                   SampleDB* database,
+                                                                   std::uint32_t function_id) {
+    FunctionRecordInterface* const known = find_by_key();
+    if (known != nullptr && known->is_proxy()) return known->get_proxy();
+    FunctionRecordProxy* const proxy =
+        factory_->create_proxy(key_file_, function_name, database, this, function_id);
+    insert_record(proxy);
+    return proxy;
 }
 
 FunctionRecordInterface* FunctionRecordSet::first_of_name(std::string_view function_name) {
@@ -130,6 +157,7 @@ FunctionRecordInterface* FunctionRecordSet::first_of_name(std::string_view funct
 
 void FunctionRecordSet::insert_record(FunctionRecordInterface* record) {
     by_key_.insert(key_hash_, static_cast<std::uint32_t>(records_.size()));
+    has_fileless_ |= record->get_file_name().empty();
     records_.push_back(record);
 }
 

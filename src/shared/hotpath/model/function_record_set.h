@@ -66,6 +66,13 @@ public:
                                               std::string_view function_name, SampleDB* database,
                                               std::uint32_t function_id);
 
+    // The same for a function that a record of `wanted` finds here by `find_record`, or may find;
+    // null for any other, of which the set then knows nothing.
+    FunctionRecordProxy* find_or_create_wanted_proxy(std::string_view file_name,
+                                                     std::string_view function_name,
+                                                     SampleDB* database, std::uint32_t function_id,
+                                                     const FunctionRecordSet& wanted);
+
     // The full record of the function, loaded if need be; null without one. `file_name` must be in
     // upper case. With an empty one, the record of that function name that came first, whatever its
     // file.
@@ -77,7 +84,11 @@ public:
 
 private:
     void make_key(std::string_view file_name, std::string_view function_name);
-    FunctionRecordInterface* find_by_key() const;
+    FunctionRecordInterface* find_by_key() const { return find_key(key_, key_hash_); }
+    FunctionRecordInterface* find_key(std::string_view key, std::uint64_t hash) const;
+    bool may_find(std::string_view key, std::uint64_t hash) const;
+    FunctionRecordProxy* find_or_create_keyed_proxy(std::string_view function_name,
+                                                    SampleDB* database, std::uint32_t function_id);
     FunctionRecordInterface* first_of_name(std::string_view function_name);
     void insert_record(FunctionRecordInterface* record);
 
@@ -88,6 +99,7 @@ private:
     IndexTable by_key_;                              // over `records_`, all
     IndexTable by_name_;         // over `records_`, the first of each function name
     std::size_t named_ = 0;      // records that `by_name_` has seen: it follows when it is asked
+    bool has_fileless_ = false;  // a record has no file name
     std::string key_;            // the key looked for: function name, "/", folded file name
     std::string_view key_file_;  // the folded file name in it
     std::uint64_t key_hash_ = 0;

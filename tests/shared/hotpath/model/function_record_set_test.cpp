@@ -189,6 +189,51 @@ TEST_F(FunctionRecordSetTest, the_last_rows_count_and_the_first_rows_id_stand_to
     EXPECT_EQ(static_cast<const FunctionRecordProxy*>(record)->function_id(), 5U);
 }
 
+// A second set, whose records say which proxies `set` is to have.
+class WantedProxyTest : public FunctionRecordSetTest {
+protected:
+    FunctionRecordProxy* proxy(const char* file, const char* function) {
+        return set.find_or_create_wanted_proxy(file, function, nullptr, 5, wanted);
+    }
+
+    FunctionRecordSet wanted{factory};
+};
+
+TEST_F(WantedProxyTest, a_function_that_the_other_set_names_gets_a_proxy) {
+    wanted.find_or_create_record("a.c", "f");
+    FunctionRecordProxy* const made = proxy("A.c", "f");
+    ASSERT_NE(made, nullptr);
+    EXPECT_EQ(made->function_id(), 5U);
+    EXPECT_EQ(made->get_file_name(), "A.C");
+    EXPECT_EQ(proxy("a.c", "f"), made);
+    EXPECT_EQ(set.size(), 1U);
+}
+
+TEST_F(WantedProxyTest, any_other_function_gets_none) {
+    wanted.find_or_create_record("a.c", "f");
+    EXPECT_EQ(proxy("a.c", "g"), nullptr);
+    EXPECT_EQ(proxy("b.c", "f"), nullptr);
+    EXPECT_EQ(proxy("", "f"), nullptr);
+    EXPECT_TRUE(set.is_empty());
+}
+
+TEST_F(WantedProxyTest, a_record_without_a_file_name_wants_its_function_of_each_file) {
+    wanted.find_or_create_record("", "f");
+    EXPECT_NE(proxy("a.c", "f"), nullptr);
+    EXPECT_NE(proxy("DIR/B.C", "f"), nullptr);
+    EXPECT_NE(proxy("", "f"), nullptr);
+    EXPECT_EQ(proxy("a.c", "ff"), nullptr);
+    EXPECT_EQ(proxy("f/a.c", "g"), nullptr);
+}
+
+TEST_F(WantedProxyTest, a_function_of_the_same_key_stands_in_the_wanted_ones_place) {
+    wanted.find_or_create_record("", "a");
+    FunctionRecordProxy* const first = proxy("C", "a/B");
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(proxy("B/C", "a"), first);
+    EXPECT_EQ(first->get_function_name(), "a/B");
+}
+
 TEST_F(FunctionRecordSetTest, thousands_of_records_are_found_and_sorted) {
     test_support::RandomText random(8);
     std::map<std::string, FunctionRecord*> expected;
