@@ -196,8 +196,8 @@ void SampleDB::load_edges(std::uint32_t func_id, FunctionRecordFactory& factory,
                             column_uint64(row, edges_column::to_bb_end_address), to_position(row),
                             static_cast<std::uint64_t>(count), factory);
         const std::uint32_t flags = column_uint32(row, edges_column::flags);
-        edge->set_entry((flags & 1) != 0);
-        edge->set_exit((flags & 2) != 0);
+        edge->set_entry(flags);
+        edge->set_exit(flags >> 1);
     }
     if (code != step_done) m_row_ids.forget();
     row.reset();

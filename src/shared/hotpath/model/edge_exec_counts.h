@@ -43,11 +43,11 @@ public:
     std::uint32_t claimed_by() const { return claimed_by_; }
     std::uint32_t num_candidates() const { return num_candidates_; }
 
-    // The edge enters, or leaves, the function. Setting overwrites.
+    // The edge enters, or leaves, the function. Setting overwrites, with the argument's lowest bit.
     bool is_entry() const { return is_entry_ != 0; }
     bool is_exit() const { return is_exit_ != 0; }
-    void set_entry(bool value) { is_entry_ = value ? 1 : 0; }
-    void set_exit(bool value) { is_exit_ = value ? 1 : 0; }
+    void set_entry(std::uint32_t bit) { is_entry_ = bit & 1; }
+    void set_exit(std::uint32_t bit) { is_exit_ = bit & 1; }
 
     // Both bits as a database stores them: bit 0 entry, bit 1 exit.
     std::uint32_t edge_flags() const { return (is_entry() ? 1U : 0U) | (is_exit() ? 2U : 0U); }

@@ -13,6 +13,8 @@ bool RegexEngine::match(const char* text) {
     text_ = text;
     slots_.assign(program_.slot_count, 0);
     groups_.assign(program_.group_count, Group());
+    // A match leaves the ways on that it didn't need.
+    stack_.set_height(0);
     start_ = 0;
     position_ = 0;
     restart();

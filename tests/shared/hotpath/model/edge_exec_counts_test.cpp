@@ -82,6 +82,16 @@ TEST(EdgeRecord, entry_is_bit_0_and_exit_is_bit_1_of_the_flags) {
     EXPECT_EQ(edge.edge_flags(), 0U);
 }
 
+TEST(EdgeRecord, marks_take_the_lowest_bit_alone) {
+    EdgeRecord edge(0, A, at_line(1), B, at_line(2), 0);
+    edge.set_entry(3);
+    edge.set_exit(3);
+    EXPECT_EQ(edge.edge_flags(), 3U);
+    edge.set_entry(2);
+    edge.set_exit(4);
+    EXPECT_EQ(edge.edge_flags(), 0U);
+}
+
 TEST(EdgeRecord, is_new_to_an_input_once) {
     EdgeRecord edge(0, A, at_line(1), B, at_line(2), 0);
     EXPECT_TRUE(edge.first_sighting_in(1));

@@ -12,6 +12,7 @@
 namespace {
 
 bool no_memory = false;  // while set, requests that may fail do
+int array_requests = 0;  // for arrays that may fail, which are the stack's alone
 
 }  // namespace
 
@@ -26,6 +27,7 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
 }
 
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    ++array_requests;
     if (no_memory) return nullptr;
     try {
         return ::operator new[](size);
@@ -152,6 +154,16 @@ TEST(RegexMatcher, match_goes_on_where_the_stack_cannot_grow) {
     const int result = matcher.match(text.c_str());
     no_memory = false;
     EXPECT_EQ(0, result);
+}
+
+TEST(RegexMatcher, further_matches_of_a_text_take_no_more_memory) {
+    RegexMatcher matcher;
+    matcher.compile("{a*}b");
+    const std::string text = std::string(1000, 'a') + "b";
+    ASSERT_EQ(0, matcher.match(text.c_str()));
+    array_requests = 0;
+    for (int i = 0; i < 100; ++i) ASSERT_EQ(0, matcher.match(text.c_str()));
+    EXPECT_EQ(0, array_requests);
 }
 
 TEST(BacktrackStack, value_without_room_is_dropped) {
