@@ -1,0 +1,51 @@
+# What an installation holds: the tool, and the profile library for programs that read sample
+# databases. What only one kind of package needs stands in package.cmake.
+include(CMakePackageConfigHelpers)
+
+# The tool
+install(TARGETS edgefold RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+include(cmake/man_pages.cmake)
+if(UNIX)
+  install(FILES completions/edgefold.bash RENAME edgefold COMPONENT tool
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(FILES completions/edgefold.fish COMPONENT tool
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+  install(FILES completions/_edgefold COMPONENT plain
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+endif()
+install(FILES CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT plain)
+install(FILES cmake/debian/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)
+
+# The library: `sample_reader.h` and `function_record_factory.h`, and what these two include.
+set(public_headers readers/sample_reader.h)
+foreach(header call_counts edge_exec_counts function_key function_record function_record_factory
+               function_record_proxy function_record_set hotpath_allocator index_table prefetch
+               source_position text_pool)
+  list(APPEND public_headers model/${header}.h)
+endforeach()
+list(TRANSFORM public_headers PREPEND ${PROJECT_SOURCE_DIR}/src/shared/hotpath/)
+target_sources(hotpath PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR}/src
+                              FILES ${public_headers})
+target_compile_features(hotpath PUBLIC cxx_std_20)
+set_target_properties(edgefold_diag PROPERTIES EXPORT_NAME diag)
+
+set(hotpath_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/hotpath)
+install(TARGETS hotpath edgefold_diag EXPORT hotpath
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library
+        FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/edgefold COMPONENT library)
+install(EXPORT hotpath NAMESPACE hotpath:: FILE hotpathTargets.cmake
+        DESTINATION ${hotpath_cmake_dir} COMPONENT library)
+configure_package_config_file(cmake/hotpathConfig.cmake.in hotpathConfig.cmake
+                              INSTALL_DESTINATION ${hotpath_cmake_dir})
+write_basic_package_version_file(hotpathConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/hotpathConfig.cmake
+              ${PROJECT_BINARY_DIR}/hotpathConfigVersion.cmake
+        DESTINATION ${hotpath_cmake_dir} COMPONENT library)
+
+# The pkg-config file finds its own prefix, so that an installation can be moved.
+file(RELATIVE_PATH prefix_from_pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
+     ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" prefix_from_pkgconfig ${prefix_from_pkgconfig})
+configure_file(cmake/hotpath.pc.in hotpath.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/hotpath.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT library)

@@ -1,0 +1,36 @@
+# The manual pages, made of the documents. Without lowdown and Python the rest builds all the same.
+find_program(LOWDOWN lowdown)
+find_package(Python3 COMPONENTS Interpreter)
+mark_as_advanced(LOWDOWN)
+if(NOT LOWDOWN OR NOT Python3_FOUND)
+  message(STATUS "No manual pages: they need lowdown and Python 3")
+  return()
+endif()
+
+# A page bears the date of its release.
+file(STRINGS CHANGELOG.md release REGEX "^## ${PROJECT_VERSION} - ")
+if(NOT release)
+  message(FATAL_ERROR "CHANGELOG.md says nothing of version ${PROJECT_VERSION}")
+endif()
+string(REGEX REPLACE ".* - " "" release_date ${release})
+
+function(add_man_page document page)
+  set(output ${PROJECT_BINARY_DIR}/man/${page}.gz)
+  set(maker ${PROJECT_SOURCE_DIR}/cmake/make_man_page.py)
+  add_custom_command(
+    OUTPUT ${output}
+    COMMAND Python3::Interpreter ${maker} --version ${PROJECT_VERSION} --date ${release_date}
+            --output ${output} ${PROJECT_SOURCE_DIR}/${document}
+    DEPENDS ${document} ${maker}
+    VERBATIM)
+  set_property(GLOBAL APPEND PROPERTY edgefold_man_pages ${output})
+  string(REGEX MATCH "[0-9]$" section ${page})
+  install(FILES ${output} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT tool)
+endfunction()
+
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/man)
+add_man_page(docs/manual.md edgefold.1)
+add_man_page(docs/edge-file.md edgefold-edges.5)
+add_man_page(docs/sample-database.md edgefold-db.5)
+get_property(pages GLOBAL PROPERTY edgefold_man_pages)
+add_custom_target(man_pages ALL DEPENDS ${pages})

@@ -1,0 +1,58 @@
+# The packages that CPack makes: an archive of the whole installation, and on Debian one package for
+# the tool and one for the library. The version is the project's.
+set(CPACK_PACKAGE_VENDOR Velmora)
+set(CPACK_PACKAGE_CONTACT "edgefold maintainers <maintainers@edgefold.example>")
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_SOURCE_DIR}/build/packages)
+string(TOLOWER ${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR} system)
+set(CPACK_PACKAGE_FILE_NAME edgefold-${PROJECT_VERSION}-${system})
+set(CPACK_STRIP_FILES ON)
+set(CPACK_VERBATIM_VARIABLES ON)
+
+if(WIN32)
+  set(CPACK_GENERATOR ZIP)
+else()
+  set(CPACK_GENERATOR TGZ DEB)
+endif()
+
+# Debian
+set(CPACK_COMPONENTS_ALL tool library)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_TOOL_PACKAGE_NAME edgefold)
+set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION devel)
+set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "libsqlite3-0 (>= 3.26)")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libhotpath-dev)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libsqlite3-dev (>= 3.26)")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
+set(CPACK_COMPONENT_TOOL_DESCRIPTION "${PROJECT_DESCRIPTION}
+Sums the edge files of hardware sampling runs per function into a sample
+database, the input of feedback-directed optimisation, and prints reports.")
+set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "Library that reads sample databases
+Static library and headers for programs that read the counts of functions,
+edges and calls that edgefold has merged.")
+
+# What Debian wants in other places, or at all; a plain installation goes without it.
+if(NOT WIN32 AND Python3_FOUND)
+  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/debian)
+  set(debian_changelog ${PROJECT_BINARY_DIR}/debian/changelog.gz)
+  add_custom_command(
+    OUTPUT ${debian_changelog}
+    COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/cmake/debian/make_changelog.py
+            --maintainer ${CPACK_PACKAGE_CONTACT} --output ${debian_changelog}
+            ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+    DEPENDS CHANGELOG.md cmake/debian/make_changelog.py
+    VERBATIM)
+  add_custom_target(debian_changelog DEPENDS ${debian_changelog})
+  install(FILES ${debian_changelog} DESTINATION share/doc/edgefold COMPONENT tool
+          EXCLUDE_FROM_ALL)
+  install(FILES completions/_edgefold DESTINATION share/zsh/vendor-completions COMPONENT tool
+          EXCLUDE_FROM_ALL)
+  install(FILES ${debian_changelog} cmake/debian/copyright
+          DESTINATION share/doc/libhotpath-dev COMPONENT library EXCLUDE_FROM_ALL)
+  install(DIRECTORY examples/hot_edges DESTINATION share/doc/libhotpath-dev/examples
+          COMPONENT library EXCLUDE_FROM_ALL)
+endif()
+
+include(CPack)
