@@ -4,8 +4,8 @@ include(CMakePackageConfigHelpers)
 
 # The tool
 install(TARGETS edgefold RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
-include(cmake/man_pages.cmake)
 if(UNIX)
+  include(cmake/man_pages.cmake)
   install(FILES completions/edgefold.bash RENAME edgefold COMPONENT tool
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
   install(FILES completions/edgefold.fish COMPONENT tool

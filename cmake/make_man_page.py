@@ -24,6 +24,8 @@ def page_of(text):
     name, section, purpose = re.fullmatch(r"# (\S+)\((\d)\) - (.+)", title).groups()
     if not body.lstrip().startswith("## "):
         body = "\n## Description\n" + body
+    # What Markdown hides stays hidden.
+    body = re.sub(r"<!--.*?-->\n?", "", body, flags=re.S)
     body = re.sub(r"\[([^\]]+)\]\([^)]+\)", r"**\1**", body)  # a link leads nowhere in a terminal
     body = re.sub(r"^## (.*)$", lambda heading: "# " + heading[1].upper(), body, flags=re.M)
     body = re.sub(r"^### ", "## ", body, flags=re.M)

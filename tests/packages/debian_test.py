@@ -1,0 +1,75 @@
+"""The Debian packages: what they say of themselves, and their way in and out of a system."""
+
+import re
+import shutil
+import subprocess
+import unittest
+
+from scratch_root import NAMES, PROJECT, VERSION, ScratchRoot, debian_package, installed_root, run
+
+MERGED = "remark #30101: Merged 1 files to output file.\n"
+
+
+def banner(root):
+    """The first line of a run without inputs, which ends with an error."""
+    result = subprocess.run([root.path / "usr/bin/edgefold"], stderr=subprocess.PIPE, text=True)
+    return result.stderr.split("\n", 1)[0]
+
+
+class DebianPackages(unittest.TestCase):
+    def test_lintian_has_nothing_against_them(self):
+        # One archive and one package share their directories: libraries lie in /usr/lib itself.
+        run(["lintian", "--allow-root", "--fail-on", "error,warning", "--suppress-tags",
+             "pkg-config-unavailable-for-cross-compilation", *map(debian_package, NAMES)])
+
+    def test_the_version_is_the_projects_and_the_newest_change_tells_of_it(self):
+        for name in NAMES:
+            self.assertEqual(run(["dpkg", "-f", debian_package(name), "Version"])[0].strip(),
+                             VERSION)
+        changes = (PROJECT / "CHANGELOG.md").read_text(encoding="utf-8")
+        self.assertEqual(re.search(r"^## (\S+)", changes, flags=re.M)[1], VERSION)
+
+    def test_the_packages_install_run_and_leave_nothing_behind(self):
+        root = ScratchRoot()
+        self.assertEqual(root.files(), set())
+        root.install()
+        directory = root.path / "tmp"
+        directory.mkdir()
+        shutil.copy(PROJECT / "examples/minigzip.csv", directory)
+        program = root.path / "usr/bin/edgefold"
+        self.assertEqual(run([program, "-nologo", "-file", "minigzip.csv", "-out", "new.db"],
+                             cwd=directory), ("", MERGED))
+        report, _ = run([program, "-nologo", "-file", "new.db", "-dump"], cwd=directory)
+        self.assertTrue(report.startswith("Sampling merge header:Input file count: 1\n"))
+        shutil.rmtree(directory)
+        root.purge()
+        self.assertEqual(root.files(), set())
+        self.assertFalse((root.path / "usr").exists())
+
+    def test_the_packages_need_what_they_are_linked_with(self):
+        root = ScratchRoot()
+        (root.path / "var/lib/dpkg/status").write_text("")
+        with self.assertRaisesRegex(AssertionError, "edgefold depends on libsqlite3-0"):
+            root.install()
+
+    def test_the_banner_follows_a_package_information_file(self):
+        root = ScratchRoot().install()
+        self.assertIn("Version 2021.8.0 Build", banner(root))
+        self.assertFalse((root.path / "usr/share/edgefold").exists())
+        (root.path / "usr/share/edgefold").mkdir()
+        (root.path / "usr/share/edgefold/package_c.txt").write_text("Package ID: suite.4.1\n")
+        self.assertIn("Version 2021.8.4.1 Build", banner(root))
+
+    def test_the_packages_hold_what_people_look_for(self):
+        wanted = ["/usr/bin/edgefold", "/usr/lib/libhotpath.a", "/usr/lib/pkgconfig/hotpath.pc",
+                  "/usr/lib/cmake/hotpath/hotpathConfig.cmake",
+                  "/usr/share/bash-completion/completions/edgefold",
+                  "/usr/share/fish/vendor_completions.d/edgefold.fish",
+                  "/usr/share/zsh/vendor-completions/_edgefold",
+                  "/usr/share/man/man1/edgefold.1.gz", "/usr/share/man/man5/edgefold-db.5.gz",
+                  "/usr/share/man/man5/edgefold-edges.5.gz"]
+        self.assertEqual(set(wanted) - installed_root().files(), set())
+
+
+if __name__ == "__main__":
+    unittest.main()
