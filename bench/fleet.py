@@ -21,20 +21,18 @@ import time
 HERE = pathlib.Path(__file__).resolve().parent
 
 
-def deal_files(inputs, rows):
-    """Writes the runs and returns their names."""
+def deal_files(names, rows):
+    """Writes the runs."""
     made = subprocess.run([sys.executable, str(HERE / "make_edges.py"), str(10 * rows)], check=True,
                           capture_output=True, text=True).stdout
     header, *lines = made.splitlines()
     lines = [line.rpartition(",")[0] for line in lines]
     chance = random.Random(1)
-    names = ["%04d.csv" % n for n in range(inputs)]
     for name in names:
         with open(name, "w", encoding="ascii") as out:
             out.write(header + "\n")
             for k in sorted(chance.sample(range(len(lines)), rows)):
                 out.write("%s,%d\n" % (lines[k], 1 + int(3 ** (chance.random() * 12))))
-    return names
 
 
 class Way:
@@ -75,19 +73,24 @@ def finish(child):
         sys.exit("a merge failed")
 
 
-def measure(label, work):
-    """Runs the work in a process of its own, so that its children's figures are its alone."""
+def apart(work):
+    """Does the work in a process of its own: its children's figures are its alone, its memory goes with it."""
     sys.stdout.flush()
-    start = time.monotonic()
     child = os.fork()
     if child == 0:
         work()
-        usage = resource.getrusage(resource.RUSAGE_CHILDREN)
-        print("  %-26s %8.2f s %10.2f s %8.1f MB" % (
-            label, time.monotonic() - start, usage.ru_utime + usage.ru_stime, usage.ru_maxrss / 1e3), flush=True)
+        sys.stdout.flush()
         os._exit(0)
     if os.waitpid(child, 0)[1] != 0:
         sys.exit(1)
+
+
+def measure(label, work):
+    start = time.monotonic()
+    work()
+    usage = resource.getrusage(resource.RUSAGE_CHILDREN)
+    print("  %-26s %8.2f s %10.2f s %8.1f MB" % (
+        label, time.monotonic() - start, usage.ru_utime + usage.ru_stime, usage.ru_maxrss * 1024 / 1e6))
 
 
 def content(database):
@@ -100,16 +103,17 @@ def content(database):
 
 
 def run(options, program):
-    names = deal_files(options.inputs, options.rows)
+    names = ["%04d.csv" % n for n in range(options.inputs)]
+    apart(lambda: deal_files(names, options.rows))
     size = sum(os.path.getsize(name) for name in names)
-    print("%d files of %d rows, %d MB; the way, clock, processors, memory" %
+    print("%d files of %d rows, %d MB; clock, processors, memory" %
           (len(names), options.rows, size // 1000000))
     way, single = Way(program, options.jobs), Way(program, 1)
-    measure("all at once", lambda: single.at_once(names))
-    measure("tree, one processor", lambda: single.tree(names, options.group))
-    measure("tree, %d processors" % options.jobs, lambda: [remove_databases("part*", "tree*"),
-                                                           way.tree(names, options.group)])
-    measure("one by one", lambda: single.one_by_one(names))
+    apart(lambda: measure("all at once", lambda: single.at_once(names)))
+    apart(lambda: measure("tree, one processor", lambda: single.tree(names, options.group)))
+    remove_databases("part*", "tree*")
+    apart(lambda: measure("tree, %d processors" % options.jobs, lambda: way.tree(names, options.group)))
+    apart(lambda: measure("one by one", lambda: single.one_by_one(names)))
     sums = {content(database) for database in ("once.db", "tree.db", "chain.db")}
     print("content: " + ("the same" if len(sums) == 1 else "NOT THE SAME"))
     return len(sums) == 1
