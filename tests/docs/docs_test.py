@@ -38,6 +38,8 @@ class RunDocument(unittest.TestCase):
     def test_failing_command_is_a_problem(self):
         self.assertEqual(self.problems("```sh\nfalse\n```\n"), ["line 1: exit status 1 of: false\n"])
         self.assertEqual(len(self.problems("```console\n$ false\n```\n")), 1)
+        self.assertEqual(len(self.problems("```sh\nfalse\ntrue\n```\n")), 1)
+        self.assertEqual(self.problems("```sh\nif false; then true; fi\n```\n"), [])
 
     def test_failure_that_is_shown_is_none(self):
         self.assertEqual(self.problems("```console\n$ echo no >&2; false\nno\n```\n"), [])

@@ -93,8 +93,10 @@ def parse_error(command):
 
 def run(pieces, place, path):
     """(exit status, output) of each piece"""
-    script = "".join("echo '%s'; eval %s </dev/null 2>&1; printf '\\n%s %%d\\n' $?\n" %
-                     (MARK, shlex.quote(piece.command), MARK) for piece in pieces)
+    # Of several commands in a piece none may fail, the last failure's status is told.
+    script = "".join("echo '%s'; failure=0; trap 'failure=$?' ERR; eval %s </dev/null 2>&1; trap - ERR; "
+                     "printf '\\n%s %%d\\n' $failure\n" % (MARK, shlex.quote(piece.command), MARK)
+                     for piece in pieces)
     environment = dict(os.environ, PATH=path, LC_ALL="C", PYTHONDONTWRITEBYTECODE="1")
     done = subprocess.run(["bash"], input=script, cwd=place, env=environment, capture_output=True, text=True,
                           errors="replace", timeout=TIME_LIMIT, check=False)

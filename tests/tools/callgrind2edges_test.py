@@ -180,7 +180,7 @@ class CallgrindToEdges(unittest.TestCase):
         line = source[int(call[0]["FromSourceLine"]) - 1]
         self.assertIn("work(falling", line)
         self.assertGreater(int(call[0]["FromSourceColumn"]), line.index("std"))
-        self.assertEqual(call[0]["FromSourceOffsetLine"], "2")
+        self.assertEqual(call[0]["FromSourceOffsetLine"], "3")
 
     def test_inlined_code_stands_under_the_function_that_it_is_in(self):
         rows = [row for row in self.builds["-O2"].rows if row["FromFunctionMangled"] == "work"]
