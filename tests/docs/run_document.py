@@ -98,6 +98,8 @@ def run(pieces, place, path):
                      "printf '\\n%s %%d\\n' $failure\n" % (MARK, shlex.quote(piece.command), MARK)
                      for piece in pieces)
     environment = dict(os.environ, PATH=path, LC_ALL="C", PYTHONDONTWRITEBYTECODE="1")
+    for variable in ("MAKEFLAGS", "MFLAGS", "MAKELEVEL"):  # of a make that runs the tests
+        environment.pop(variable, None)
     done = subprocess.run(["bash"], input=script, cwd=place, env=environment, capture_output=True, text=True,
                           errors="replace", timeout=TIME_LIMIT, check=False)
     results = re.findall(r"^%s\n(.*?)\n%s (\d+)$" % (MARK, MARK), done.stdout, re.DOTALL | re.MULTILINE)
