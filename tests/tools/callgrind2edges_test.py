@@ -15,7 +15,7 @@ import unittest
 
 from tool_support import HERE, TOOLS, failure_of, instructions, output_of, rows_of, skip_without, symbols
 
-COMPILER, EDGEFOLD = sys.argv[1:3]
+COMPILER, EDGEFOLD = sys.argv[1], pathlib.Path(sys.argv[2]).resolve()
 TOOL = TOOLS / "callgrind2edges"
 RECORD = ["valgrind", "-q", "--tool=callgrind", "--dump-instr=yes", "--collect-jumps=yes"]
 HIDDEN = "_ZN12_GLOBAL__N_1"
@@ -230,6 +230,30 @@ class CallgrindToEdges(unittest.TestCase):
         alike = edges(rows_of(output_of(TOOL, "--cut-like", full.recording, full.program, recording)))
         self.assertFalse(alone <= edges(full.rows))
         self.assertLessEqual(alike, edges(full.rows))
+
+    def test_calls_through_stubs_and_calls_that_never_come_back_have_their_true_counts(self):
+        program, recording = pathlib.Path(self.place) / "astray", pathlib.Path(self.place) / "astray.out"
+        output_of(COMPILER, "-g", HERE / "astray.s", "-o", program)
+        output_of(*RECORD, "--callgrind-out-file=%s" % recording, program)
+        labels = {"0x%x" % address: name for name, address in symbols(program).items()}
+        rows = sorted((labels[row["FromAddress"]], row["TypeOfBranch"],
+                       labels.get(row["DestinationAddress"], "elsewhere"), row["HitCount"])
+                      for row in rows_of(output_of(TOOL, program, recording))
+                      if row["FromFunctionMangled"] in ("main", "away"))
+        self.assertEqual(rows, [
+            ("beside_end", "Cond", "beside", 2),
+            ("beside_end", "FallThrough", "turn", 1),
+            ("enter", "Uncond", "beside", 1),
+            ("first", "Call", "elsewhere", 1),
+            ("first", "FallThrough", "second", 1),
+            ("leave", "Call", "elsewhere", 1),
+            ("second", "Call", "elsewhere", 1),
+            ("second", "FallThrough", "third", 1),
+            ("site", "Call", "away", 1),
+            ("third", "Call", "elsewhere", 1),
+            ("third", "FallThrough", "enter", 1),
+            ("turn", "Uncond", "site", 1),
+        ])
 
     def test_several_recordings_are_one_run(self):
         build = self.builds["-O2"]

@@ -13,7 +13,7 @@ import unittest
 
 from tool_support import HERE, TOOLS, failure_of, output_of, rows_of, skip_without, symbols
 
-COMPILER, EDGEFOLD = sys.argv[1:3]
+COMPILER, EDGEFOLD = sys.argv[1], pathlib.Path(sys.argv[2]).resolve()
 TOOL = TOOLS / "perf2edges"
 LIBRARY = "0x7f1234567890"
 
