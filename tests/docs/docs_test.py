@@ -58,6 +58,11 @@ class RunDocument(unittest.TestCase):
         self.assertEqual(self.problems("<!-- not run: why -->\n```sh\nfalse\n```\n"), [])
         self.assertEqual(len(self.problems("<!-- not run: why -->\n```sh\nif\n```\n")), 1)
 
+    def test_commands_of_a_comment_run_before_the_block(self):
+        self.assertEqual(self.problems("<!-- first: echo one > a -->\n\n```console\n$ cat a\none\n```\n"), [])
+        self.assertEqual(self.problems("<!-- first: false -->\n```sh\ntrue\n```\n"),
+                         ["line 1: exit status 1 of: false\n"])
+
     def test_mark_holds_for_one_block(self):
         self.assertEqual(len(self.problems("<!-- not run: why -->\n```sh\nfalse\n```\n```sh\nfalse\n```\n")), 1)
 

@@ -11,7 +11,8 @@ scratch copy of examples/ (a document below examples/ in the copy of its own fol
               "..." stands for any lines. A command that prints what is shown may fail, any other must succeed
   ```sql      statements that SQLite must take, block after block, in an empty database
 
-A block behind the comment <!-- not run: REASON --> is only parsed. A document with a comment <!-- needs: PROGRAM...
+A block behind the comment <!-- not run: REASON --> is only parsed. The commands of a comment <!-- first: COMMANDS -->
+run unseen before the block behind it: they make what the reader would have. A document with a comment <!-- needs: PROGRAM...
 --> is skipped (exit status 77) where one of the programs is missing.
 """
 
@@ -32,7 +33,7 @@ SKIPPED = 77
 TIME_LIMIT = 120
 MARK = "==== piece"
 
-Block = collections.namedtuple("Block", "line language text not_run")
+Block = collections.namedtuple("Block", "line language text not_run first")
 # `shown` is None where nothing is compared.
 Piece = collections.namedtuple("Piece", "line command shown")
 
@@ -40,19 +41,20 @@ Piece = collections.namedtuple("Piece", "line command shown")
 def blocks_of(text):
     """The fenced blocks of a document."""
     blocks = []
-    fence = start = language = remark = None
+    fence = start = language = None
+    remarks = {}
     for number, line in enumerate(text.splitlines(), 1):
         opening = re.match(r" *(```+) *(\S*)", line)
         if fence is None and opening:
             fence, language, start, lines = opening[1], opening[2], number, []
         elif fence is not None and line.strip() == fence:
-            blocks.append(Block(start, language, "\n".join(lines), remark))
-            fence = remark = None
+            blocks.append(Block(start, language, "\n".join(lines), remarks.get("not run"), remarks.get("first")))
+            fence, remarks = None, {}
         elif fence is not None:
             lines.append(line)
         elif line.strip():
-            comment = re.match(r"<!-- not run: (.+) -->", line.strip())
-            remark = comment[1] if comment else None
+            comment = re.match(r"<!-- ([a-z ]+): (.+) -->", line.strip())
+            remarks = dict(remarks, **{comment[1]: comment[2]}) if comment else {}
     if fence is not None:
         raise ValueError("line %d: the block has no end" % start)
     return blocks
@@ -60,8 +62,9 @@ def blocks_of(text):
 
 def pieces_of(block):
     """The commands of a block, with the output shown."""
+    first = [Piece(block.line - 1, block.first, None)] if block.first else []
     if block.language == "sh":
-        return [Piece(block.line, block.text, None)]
+        return first + [Piece(block.line, block.text, None)]
     pieces = []
     for number, line in enumerate(block.text.splitlines(), block.line + 1):
         if line.startswith("$ "):
@@ -72,7 +75,7 @@ def pieces_of(block):
             pieces[-1] = pieces[-1]._replace(command=pieces[-1].command + "\n" + line[2:])
         else:
             pieces[-1] = pieces[-1]._replace(shown=(pieces[-1].shown or "") + line + "\n")
-    return pieces
+    return first + pieces
 
 
 def trimmed(text):
