@@ -3,8 +3,6 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <new>
 
 #include "diag/message_catalogue.h"
 #include "diag/safety.h"
@@ -17,11 +15,6 @@ std::uint32_t reader_trace_flags = 0;
 namespace {
 
 std::int32_t errors = 0;
-
-struct FreeText {
-    void operator()(char* text) const { std::free(text); }
-};
-using ReporterText = std::unique_ptr<char, FreeText>;
 
 // The words of the severities, from `error` on.
 constexpr std::int32_t severity_words[] = {
@@ -160,13 +153,12 @@ void print_message(std::FILE* stream, std::int32_t position, ...) {
     std::fputc('\n', stream);
 }
 
-std::string message_text(std::int32_t position) {
+ReporterText message_text(std::int32_t position) {
     const MessageRow row = row_at(position);
-    try {
-        return row.text;
-    } catch (const std::bad_alloc&) {
-        report_no_memory();
-    }
+    const std::size_t size = std::strlen(row.text) + 1;
+    ReporterText copy(static_cast<char*>(reporter_malloc(size)));
+    std::memcpy(copy.get(), row.text, size);
+    return copy;
 }
 
 void trace_print(const char* format, ...) {

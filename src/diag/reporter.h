@@ -6,7 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <string>
+#include <cstdlib>
+#include <memory>
 #include <string_view>
 
 #if defined(__GNUC__)
@@ -74,8 +75,14 @@ void report_remark(std::int32_t position, ...);
 // Prints a catalogue text and a newline on `stream`: no severity word, no number.
 void print_message(std::FILE* stream, std::int32_t position, ...);
 
+// A text in the reporter's own memory.
+struct FreeText {
+    void operator()(char* text) const { std::free(text); }
+};
+using ReporterText = std::unique_ptr<char, FreeText>;
+
 // A copy of a row's text, unformatted.
-std::string message_text(std::int32_t position);
+ReporterText message_text(std::int32_t position);
 
 // A plain formatted print on the standard error stream; adds no newline and doesn't flush. The
 // caller tests the trace bit.

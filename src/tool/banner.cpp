@@ -32,16 +32,17 @@ std::string build_version_line() {
     if (id.empty()) id = package_id(true);
     const std::string
         architecture_qualifier;  // the template has a place for one; this tool has none
-    return fill_in(diag::message_text(diag::VER_PLAIN_TEMPLATE),
-                   {diag::message_text(diag::VER_VELMORA), diag::message_text(diag::VER_EDGEFOLD),
-                    diag::message_text(diag::VER_ARCH_VELMORA64), architecture_qualifier,
+    return fill_in(diag::message_text(diag::VER_PLAIN_TEMPLATE).get(),
+                   {diag::message_text(diag::VER_VELMORA).get(),
+                    diag::message_text(diag::VER_EDGEFOLD).get(),
+                    diag::message_text(diag::VER_ARCH_VELMORA64).get(), architecture_qualifier,
                     version_number(id), build_stamp}) +
            "\n";
 }
 
 std::string rights_line() {
-    return diag::message_text(diag::VER_RIGHTS_CLAIM) + " " + rights_years + " " +
-           diag::message_text(diag::VER_RIGHTS_RESERVED) + "\n";
+    return std::string(diag::message_text(diag::VER_RIGHTS_CLAIM).get()) + " " + rights_years +
+           " " + diag::message_text(diag::VER_RIGHTS_RESERVED).get() + "\n";
 }
 
 void print_flushed(const char* text) {

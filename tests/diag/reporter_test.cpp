@@ -341,9 +341,9 @@ TEST(PrintMessageDeathTest, text_without_memory_for_it_is_catastrophic) {
 }
 
 TEST(MessageText, is_the_unformatted_text_of_the_row) {
-    EXPECT_EQ(message_text(VER_PLAIN_TEMPLATE),
-              "%s %s for applications running on %s%s, Version %s Build %s");
-    EXPECT_EQ(message_text(DIAG_severity_error_catastrophic), "catastrophic error");
+    EXPECT_STREQ(message_text(VER_PLAIN_TEMPLATE).get(),
+                 "%s %s for applications running on %s%s, Version %s Build %s");
+    EXPECT_STREQ(message_text(DIAG_severity_error_catastrophic).get(), "catastrophic error");
 }
 
 TEST(MessageTextDeathTest, unknown_position_ends_the_program) {

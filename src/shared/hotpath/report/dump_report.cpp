@@ -20,7 +20,7 @@ constexpr std::size_t line_width = 4;
 
 // A catalogue text with one fill-in, cut at its two-character conversion.
 struct FillInText {
-    explicit FillInText(const std::string& text)
+    explicit FillInText(std::string_view text)
         : before(text.substr(0, text.find('%'))), after(text.substr(text.find('%') + 2)) {}
 
     std::string before;
@@ -29,14 +29,14 @@ struct FillInText {
 
 // The catalogue's texts, fetched once for a whole report.
 struct ReportTexts {
-    const FillInText header{diag::message_text(diag::PT_edgefold_header)};
-    const FillInText file{diag::message_text(diag::PT_edgefold_file_tag)};
-    const FillInText function{diag::message_text(diag::PT_edgefold_func_tag)};
-    const std::string separator = diag::message_text(diag::PT_edgefold_dump_separator_tag);
-    const std::string edges = diag::message_text(diag::PT_edgefold_edge_collection_tag);
-    const std::string edge_header = diag::message_text(diag::PT_edgefold_edge_header_tag);
-    const std::string calls = diag::message_text(diag::PT_edgefold_call_collection_tag);
-    const std::string call_header = diag::message_text(diag::PT_edgefold_call_header_tag);
+    const FillInText header{diag::message_text(diag::PT_edgefold_header).get()};
+    const FillInText file{diag::message_text(diag::PT_edgefold_file_tag).get()};
+    const FillInText function{diag::message_text(diag::PT_edgefold_func_tag).get()};
+    const std::string separator = diag::message_text(diag::PT_edgefold_dump_separator_tag).get();
+    const std::string edges = diag::message_text(diag::PT_edgefold_edge_collection_tag).get();
+    const std::string edge_header = diag::message_text(diag::PT_edgefold_edge_header_tag).get();
+    const std::string calls = diag::message_text(diag::PT_edgefold_call_collection_tag).get();
+    const std::string call_header = diag::message_text(diag::PT_edgefold_call_header_tag).get();
 };
 
 enum class EdgeOrder { by_addresses, by_count, by_line };
