@@ -1,12 +1,28 @@
 #include "shared/hotpath/readers/edge_reader.h"
 
 #include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
 #include <span>
 
+#include "diag/message_catalogue.h"
 #include "diag/platform.h"
 #include "diag/reporter.h"
 
 namespace hotpath {
+namespace {
+
+// A file that only the want of memory keeps from opening may be an edge file: it isn't passed over.
+std::FILE* open_file(const char* path) {
+    errno = 0;
+    std::FILE* const file = diag::platform::open_for_reading(path);
+    if (file == nullptr && errno == ENOMEM)
+        diag::report_fatal(diag::PT_out_of_memory, static_cast<std::int32_t>(sizeof(std::FILE)));
+    return file;
+}
+
+}  // namespace
 
 SampleFeedbackEdgeReader::SampleFeedbackEdgeReader(std::unique_ptr<EdgeStream> stream,
                                                    const EdgeColumnMap& columns)
@@ -34,7 +50,7 @@ bool SampleFeedbackEdgeReader::read_function_records(FunctionRecordSet& set,
 }
 
 std::unique_ptr<SampleFeedbackEdgeReader> open_edge_reader(const char* path) {
-    std::FILE* const file = diag::platform::open_for_reading(path);
+    std::FILE* const file = open_file(path);
     if (file == nullptr) return nullptr;
     auto stream = std::make_unique<EdgeStream>(file);
     std::string_view header;
