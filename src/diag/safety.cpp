@@ -1,17 +1,10 @@
 #include "diag/safety.h"
 
 #include <cstdarg>
-#include <cstdlib>
 
 #include "diag/platform.h"
 
 namespace diag {
-
-void end_program(int status) {
-    std::fflush(stdout);
-    std::fflush(stderr);
-    std::_Exit(status);
-}
 
 void assert_failed(const char* source, int line, const char* expression) {
     trace_print("%s:%d ASSERTX(%s)\n", source, line, expression);

@@ -6,8 +6,10 @@
 
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace hotpath_test {
@@ -34,8 +36,11 @@ public:
     // pattern needn't come to an end, here or in the engine, so it can't be compared.
     bool may_run_for_ever() const { return may_run_for_ever_; }
 
-    bool match(std::string_view text) {
+    // The outcome means nothing where more than `most_steps` characters were compared, which
+    // `gave_up` tells.
+    bool match(std::string_view text, std::size_t most_steps = nothing) {
         text_ = text;
+        steps_left_ = most_steps;
         groups_.assign(group_count_, Group());
         for (start_ = 0; start_ == 0 || (!anchored_ && start_ < text.size()); ++start_) {
             position_ = start_;
@@ -43,6 +48,8 @@ public:
         }
         return false;
     }
+
+    bool gave_up() const { return steps_left_ == 0; }
 
     std::size_t start() const { return start_; }
     std::size_t end() const { return position_; }
@@ -109,8 +116,7 @@ private:
         if (c == '!') return negation();
         if (c == '[') return char_class();
         if (c == '\\' && !done() && at_digit()) return back_reference();
-        if (c == '\\' && !done())
-            return consuming([e = pattern_[place_++]](char x) { return x == e; });
+        if (c == '\\' && !done()) return escape(pattern_[place_++]);
         if (c == '.') return consuming([](char) { return true; });
         if (c == '$' && done()) {
             const Term at_end = [this](const Next& next) {
@@ -119,6 +125,23 @@ private:
             return {at_end, false, true};
         }
         return consuming([c](char x) { return x == c; });
+    }
+
+    // What an abbreviation stands for is read as a pattern of its own.
+    Part escape(char key) {
+        static const std::map<char, std::string_view> definitions = {
+            {'a', "([a-zA-Z0-9])"}, {'b', "([ \t])"},       {'c', "([a-zA-Z])"},
+            {'d', "([0-9])"},       {'h', "([0-9a-fA-F])"}, {'n', "(\r|(\r?\n))"},
+            {'q', "(\"[^\"]*\")"},  {'w', "([a-zA-Z]+)"},   {'z', "([0-9]+)"},
+        };
+        const auto definition = definitions.find(key);
+        if (definition == definitions.end()) return consuming([key](char x) { return x == key; });
+        const std::string_view pattern_before = std::exchange(pattern_, definition->second);
+        const std::size_t place_before = std::exchange(place_, 0);
+        const Part term = quantified();
+        pattern_ = pattern_before;
+        place_ = place_before;
+        return term;
     }
 
     Part enclosed(char closer, int missing) {
@@ -215,6 +238,7 @@ private:
 
     Part consuming(const std::function<bool(char)>& accepts) {
         const Term step = [this, accepts](const Next& next) {
+            if (steps_left_ == 0 || --steps_left_ == 0) return false;
             if (position_ >= text_.size() || !accepts(text_[position_])) return false;
             ++position_;
             return next();
@@ -272,6 +296,7 @@ private:
     Term whole_;
     bool anchored_ = false;
     std::string_view text_;
+    std::size_t steps_left_ = nothing;
     std::vector<Group> groups_;
     std::size_t start_ = 0;
     std::size_t position_ = 0;

@@ -1,0 +1,64 @@
+// Sample databases for fuzzers: files in memory where the system has such a place, and limits for
+// what a hostile one may take of SQLite. The tool itself sets no limits.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <string>
+
+#include "shared/hotpath/model/function_record_factory.h"
+#include "shared/hotpath/model/function_record_set.h"
+#include "shared/hotpath/model/hotpath_allocator.h"
+#include "support/scratch_directory.h"
+
+namespace fuzz {
+
+using Factory = hotpath::FunctionRecordFactoryImpl<hotpath::AllocatorOnHeap>;
+
+// The directory of this process's databases, below TMPDIR.
+inline const test_support::ScratchDirectory& database_directory() {
+    static const test_support::ScratchDirectory directory;
+    return directory;
+}
+
+// The path of a database that isn't there yet, nor anything that SQLite would put beside it.
+inline std::string fresh_database(const char* name) {
+    const std::string path = database_directory().path(name);
+    for (const char* ending : {"", "-journal", "-wal", "-shm"})
+        std::filesystem::remove(path + ending);
+    return path;
+}
+
+// From its making on, SQLite gets so much memory, and each connection that is opened so many steps
+// until it is told to begin anew.
+class SqliteLimits {
+public:
+    SqliteLimits() {
+        sqlite3_hard_heap_limit64(64 << 20);
+        sqlite3_auto_extension(reinterpret_cast<void (*)()>(&attach));
+    }
+    SqliteLimits(const SqliteLimits&) = delete;
+    SqliteLimits& operator=(const SqliteLimits&) = delete;
+
+    static void begin_anew() { steps() = 0; }
+
+private:
+    static constexpr int steps_at_once = 1000;
+    static constexpr int most_steps = 2000000;
+
+    static int& steps() {
+        static int the_steps = 0;
+        return the_steps;
+    }
+    static int attach(sqlite3* connection, char**, const void*) {
+        sqlite3_progress_handler(connection, steps_at_once, &is_over, nullptr);
+        return SQLITE_OK;
+    }
+    static int is_over(void*) {
+        steps() += steps_at_once;
+        return steps() > most_steps ? 1 : 0;
+    }
+};
+
+}  // namespace fuzz
