@@ -120,6 +120,19 @@ TEST(ListTokenizer, a_quote_as_delimiter_cuts) {
     EXPECT_THAT(tokens_of("a\"b", "\""), ElementsAre("a", "b"));
 }
 
+// Where a quote stays open the list is read to its end, and again from behind the first delimiter:
+// how often that can happen must not grow with the list, or these would run for minutes.
+TEST(ListTokenizer, cuts_lists_of_a_megabyte_that_are_made_of_quotes) {
+    for (const char* const unit :
+         {"';", "\";", "\"';", "'\"';", "'\";", "\\\";", "'\\\";\"", "a\"b'c;"}) {
+        std::string list;
+        while (list.size() < 1000000) list += unit;
+        std::size_t size = 0;
+        for (const std::string& token : tokens_of("'" + list + "\"")) size += token.size() + 1;
+        EXPECT_EQ(size, list.size() + 3) << unit;
+    }
+}
+
 TEST(StripToken, gives_nothing_for_nothing) { EXPECT_EQ(strip_token(nullptr), nullptr); }
 
 TEST(StripToken, takes_enclosing_double_quotes_away) {

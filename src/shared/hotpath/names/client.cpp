@@ -74,6 +74,8 @@ std::optional<std::string> key_name_for(const char* name) {
     std::size_t mark = rest.find(path_mark);
     if (mark == std::string_view::npos) return std::nullopt;
     TextBuffer key_name;
+    // A buffer grows by little. The shortest path has five characters and becomes nine.
+    key_name.reserve(2 * static_cast<std::int64_t>(rest.size()));
     for (; mark != std::string_view::npos; mark = rest.find(path_mark)) {
         const auto behind = skip_encoded_path(rest.substr(mark + path_mark.size()));
         if (!behind) return std::nullopt;

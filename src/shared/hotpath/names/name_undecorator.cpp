@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "diag/decimal_text.h"
 #include "diag/reporter.h"
@@ -18,6 +19,54 @@ constexpr char omp_pattern[] =
     R"(L_{[_a-zA-Z0-9]*}_[0-9]+__par_((crewloop)|(loop)|(section)|(taskq)|(region))[0-9]+_2\.[0-9]+)";
 
 constexpr char suffix_separator = '.';
+
+// Takes a text off the end of another, or one digit and more; false if it isn't there.
+bool drop_end(std::string_view& text, std::string_view end) {
+    if (!text.ends_with(end)) return false;
+    text.remove_suffix(end.size());
+    return true;
+}
+bool drop_digits(std::string_view& text) {
+    if (text.empty() || !diag::is_digit(text.back())) return false;
+    while (!text.empty() && diag::is_digit(text.back())) text.remove_suffix(1);
+    return true;
+}
+
+bool drop_kind(std::string_view& text) {
+    return drop_end(text, "__par_crewloop") || drop_end(text, "__par_loop") ||
+           drop_end(text, "__par_section") || drop_end(text, "__par_taskq") ||
+           drop_end(text, "__par_region");
+}
+
+// True if `text` ends in what stands before a routine's dot; takes it off.
+bool drop_routine_end(std::string_view& text) {
+    return drop_end(text, "_2") && drop_digits(text) && drop_kind(text) && drop_digits(text) &&
+           drop_end(text, "_");
+}
+
+// The last characters of `text` that a captured name can have.
+std::string_view captured_end(std::string_view text) {
+    std::size_t size = 0;
+    const auto is_captured = [](char c) { return c == '_' || is_letter(c) || diag::is_digit(c); };
+    while (size < text.size() && is_captured(text[text.size() - 1 - size])) ++size;
+    return text.substr(text.size() - size);
+}
+
+// Where the pattern of outlined routines matches; null if nowhere. The pattern by itself says the
+// same, but looks for the rest behind each `L_` anew and costs quadratic time on names that were
+// made for it. Yet all but the digits behind the dot are characters of the captured name too, so
+// what stands before the dot settles the match, read from its end.
+const char* find_routine(const char* name) {
+    const char* dot = std::strchr(name, '.');
+    for (; dot != nullptr; dot = std::strchr(dot + 1, '.')) {
+        std::string_view before(name, static_cast<std::size_t>(dot - name));
+        if (!diag::is_digit(dot[1]) || !drop_routine_end(before)) continue;
+        const std::string_view parent = captured_end(before);
+        const std::size_t start = parent.find("L_");
+        if (start != std::string_view::npos) return parent.data() + start;
+    }
+    return nullptr;
+}
 
 }  // namespace
 
@@ -53,13 +102,10 @@ NameUndecoratorOMPMangling::NameUndecoratorOMPMangling(NameUndecoratorBase* next
 }
 
 const char* NameUndecoratorOMPMangling::undecorate(const char* name) {
-    // Every text that the pattern matches holds this literal, and hardly any name does: a plain
-    // search spares nearly all names the engine.
-    if (std::strstr(name, "__par_") == nullptr) return NameUndecoratorBase::undecorate(name);
-
+    const char* const routine = find_routine(name);
     const char* start = nullptr;
     const char* end = nullptr;
-    if (matcher_.match(name) != 0 || matcher_.group(0, start, end) == 0)
+    if (routine == nullptr || matcher_.match(routine) != 0 || matcher_.group(0, start, end) == 0)
         return NameUndecoratorBase::undecorate(name);
 
     const auto length = static_cast<std::size_t>(end - start);

@@ -5,6 +5,7 @@
 
 #include <new>
 #include <string_view>
+#include <vector>
 
 #include "shared/hotpath/names/regex_parser.h"
 
@@ -29,7 +30,7 @@ private:
     void group(const RegexNode& body_node);
     void capture(std::uint64_t group, const RegexNode& body_node);
     void negation(const RegexNode& operand);
-    void alternation(const RegexNode& first, const RegexNode& second);
+    void alternation(const std::vector<RegexNode>& alternatives);
     void greedy(const RegexNode& operand, bool repeated);
     void lazy_star(const RegexNode& operand);
     void lazy_optional(const RegexNode& operand);
@@ -69,7 +70,7 @@ void ProgramWriter::node(const RegexNode& node) {
         case RegexNodeKind::sequence:
             for (const RegexNode& part : node.parts) this->node(part);
             return;
-        case RegexNodeKind::alternation: return alternation(node.parts[0], node.parts[1]);
+        case RegexNodeKind::alternation: return alternation(node.parts);
         case RegexNodeKind::optional: return greedy(node.parts[0], false);
         case RegexNodeKind::star: return greedy(node.parts[0], true);
         case RegexNodeKind::plus: this->node(node.parts[0]); return greedy(node.parts[0], true);
@@ -123,17 +124,20 @@ void ProgramWriter::negation(const RegexNode& operand) {
     land(to_end);
 }
 
-void ProgramWriter::alternation(const RegexNode& first, const RegexNode& second) {
-    write(OpPushPosition);
-    const Place to_first = call();
-    write(OpPopPosition);
-    const Place to_second = jump();
-    land(to_first);
-    body(first);
-    const Place to_end = jump();
-    land(to_second);
-    body(second);
-    land(to_end);
+void ProgramWriter::alternation(const std::vector<RegexNode>& alternatives) {
+    std::vector<Place> to_end;
+    for (std::size_t i = 0; i + 1 < alternatives.size(); ++i) {
+        write(OpPushPosition);
+        const Place to_this = call();
+        write(OpPopPosition);
+        const Place to_next = jump();
+        land(to_this);
+        body(alternatives[i]);
+        to_end.push_back(jump());
+        land(to_next);
+    }
+    body(alternatives.back());
+    for (const Place place : to_end) land(place);
 }
 
 // Tries the operand first; the stacked return is the way on without it. The slot holds the position

@@ -8,6 +8,10 @@
 namespace hotpath {
 namespace {
 
+// The parser and the compiler call themselves for each atom in an atom. A pattern that goes deeper
+// counts as one that memory doesn't hold.
+constexpr int deepest = 1000;
+
 struct Abbreviation {
     char key;
     std::string_view definition;
@@ -69,12 +73,14 @@ bool RegexParser::sequence(RegexNode& node) {
 
 bool RegexParser::alternation(RegexNode& node) {
     if (!quantified(node)) return false;
-    if (!accept('|')) return true;
-    RegexNode second;
-    if (!alternation(second)) return false;
-    const bool can_be_empty = node.can_be_empty || second.can_be_empty;
-    node = around(RegexNodeKind::alternation, can_be_empty, std::move(node));
-    node.parts.push_back(std::move(second));
+    if (!at('|')) return true;
+    node = around(RegexNodeKind::alternation, node.can_be_empty, std::move(node));
+    while (accept('|')) {
+        RegexNode next;
+        if (!quantified(next)) return false;
+        node.can_be_empty = node.can_be_empty || next.can_be_empty;
+        node.parts.push_back(std::move(next));
+    }
     return true;
 }
 
@@ -88,9 +94,17 @@ bool RegexParser::quantified(RegexNode& node) {
     return true;
 }
 
+bool RegexParser::atom(RegexNode& node) {
+    if (depth_ == deepest) return fail(RegexOutOfMemory);
+    ++depth_;
+    const bool parsed = shallow_atom(node);
+    --depth_;
+    return parsed;
+}
+
 // An atom is awaited here, so a quantifier or a bar stands for itself. Where nothing more can come,
 // the atom is the empty term.
-bool RegexParser::atom(RegexNode& node) {
+bool RegexParser::shallow_atom(RegexNode& node) {
     node = {};
     if (at_end() || at_closer()) return true;
     switch (const char c = take()) {

@@ -41,7 +41,7 @@ struct RegexNode {
     RegexNodeKind kind = RegexNodeKind::empty;
     std::uint64_t value = 0;         // character, class index or group number
     bool can_be_empty = true;        // what a repetition looks at before it accepts an operand
-    std::vector<RegexNode> parts{};  // of a sequence: any number; of an alternation: two
+    std::vector<RegexNode> parts{};  // of a sequence: any number; of an alternation: two or more
 };
 
 // Parses one pattern. Classes and the number of groups go into the program, which must outlive the
@@ -61,6 +61,7 @@ private:
     bool alternation(RegexNode& node);
     bool quantified(RegexNode& node);
     bool atom(RegexNode& node);
+    bool shallow_atom(RegexNode& node);
     bool capture(RegexNode& node);
     bool enclosed(RegexNode& node, RegexNodeKind kind, char closer, RegexError missing);
     bool negation(RegexNode& node);
@@ -81,6 +82,7 @@ private:
 
     std::string_view pattern_;
     std::size_t place_ = 0;
+    int depth_ = 0;  // of atoms in atoms
     RegexProgram& program_;
     RegexError error_ = RegexOk;
 };

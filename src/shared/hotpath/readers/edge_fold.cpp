@@ -74,10 +74,10 @@ bool EdgeFold::split(std::string_view line) {
     line_has_nul_ = line.find('\0') != std::string_view::npos;
     const std::uint32_t count = split_plain_fields(line, layout_.min_fields, fields_.data());
     if (count != split_by_rule) return count >= layout_.min_fields;
-    split_fields(line, layout_.min_fields, fields_);
-    const bool complete = fields_.size() == layout_.min_fields;
-    fields_.resize(layout_.min_fields);
-    return complete;
+    split_fields(line, layout_.min_fields, ruled_fields_);
+    if (ruled_fields_.size() != layout_.min_fields) return false;
+    fields_.swap(ruled_fields_);
+    return true;
 }
 
 // A function or file name; a NUL ends it.

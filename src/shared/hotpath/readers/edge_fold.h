@@ -95,7 +95,8 @@ private:
     NameMemory& names_;
     std::uint32_t input_;
     bool line_has_nul_ = false;
-    std::vector<std::string_view> fields_;  // of the line that is being read
+    std::vector<std::string_view> fields_;        // of the line that is being read
+    std::vector<std::string_view> ruled_fields_;  // likewise, where it isn't plain
     std::array<Row, batch_size> rows_;
     std::size_t row_count_ = 0;
     std::vector<EdgeRecord*> edges_;  // each edge that a row of this file is about, once
