@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <string>
 
+#include "fuzz_input.h"
+#include "shared/hotpath/database/sample_db.h"
 #include "shared/hotpath/model/function_record_factory.h"
 #include "shared/hotpath/model/function_record_set.h"
 #include "shared/hotpath/model/hotpath_allocator.h"
@@ -27,6 +29,22 @@ inline std::string fresh_database(const char* name) {
     const std::string path = database_directory().path(name);
     for (const char* ending : {"", "-journal", "-wal", "-shm"})
         std::filesystem::remove(path + ending);
+    return path;
+}
+
+// The path of a sample database without samples. Making one anew each time would cost more than all
+// else that a fuzzer does with it.
+inline std::string empty_sample_database(const char* name) {
+    static const std::string made_once = [] {
+        const std::string path = fresh_database("empty.db");
+        Factory factory;
+        hotpath::SampleDB database;
+        hotpath::FunctionRecordSet set(factory);
+        require(database.open_writable(&set, path.c_str()) == hotpath::DbOpenOk, "a new database");
+        return path;
+    }();
+    const std::string path = fresh_database(name);
+    std::filesystem::copy_file(made_once, path);
     return path;
 }
 

@@ -264,7 +264,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     check_load(path, expected);
     try {
-        const std::string copy = fuzz::fresh_database("copy.db");
+        const std::string copy = fuzz::empty_sample_database("copy.db");
         if (merge(path, copy)) {
             fuzz::require(expected.has_value(), "a merge of what couldn't be loaded");
             keep_low_half(*expected);

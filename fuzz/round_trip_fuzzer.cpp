@@ -130,22 +130,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::vector<Run> runs = runs_of(input);
     const std::string expected = sum_of(runs);
 
-    const std::string at_once = fuzz::fresh_database("at_once.db");
+    const std::string at_once = fuzz::empty_sample_database("at_once.db");
     merge_runs(runs, at_once);
     fuzz::require_equal(expected, loaded(at_once), "runs that were read at once");
 
-    const std::string appended = fuzz::fresh_database("appended.db");
+    const std::string appended = fuzz::empty_sample_database("appended.db");
     for (const Run& run : runs) merge_runs({run}, appended);
     fuzz::require_equal(expected, loaded(appended), "runs that were appended");
 
     fuzz::Factory factory;
     FunctionRecordSet set(factory);
     for (const Run& run : runs) {
-        const std::string single = fuzz::fresh_database("single.db");
+        const std::string single = fuzz::empty_sample_database("single.db");
         merge_runs({run}, single);
         load(single, set);
     }
-    const std::string merged = fuzz::fresh_database("merged.db");
+    const std::string merged = fuzz::empty_sample_database("merged.db");
     merge(set, merged);
     fuzz::require_equal(expected, loaded(merged), "runs that were merged from databases");
     return 0;
