@@ -13,18 +13,20 @@ namespace {
 // Matching costs quadratic time, so names stay short.
 constexpr std::size_t longest_name = 1024;
 
-std::string plain_parent(const std::string& name) {
-    static const auto* const matcher = [] {
-        auto* const made = new hotpath::RegexMatcher;
-        made->compile(
+struct RoutineMatcher : hotpath::RegexMatcher {
+    RoutineMatcher() {
+        compile(
             "L_{[_a-zA-Z0-9]*}_[0-9]+__par_"
             "((crewloop)|(loop)|(section)|(taskq)|(region))[0-9]+_2\\.[0-9]+");
-        return made;
-    }();
+    }
+};
+
+std::string plain_parent(const std::string& name) {
+    static RoutineMatcher matcher;
     const char* start = nullptr;
     const char* end = nullptr;
-    const bool matches = const_cast<hotpath::RegexMatcher*>(matcher)->match(name.c_str()) == 0;
-    return matches && matcher->group(0, start, end) > 0 ? std::string(start, end) : name;
+    const bool matches = matcher.match(name.c_str()) == 0;
+    return matches && matcher.group(0, start, end) > 0 ? std::string(start, end) : name;
 }
 
 bool is_digit_at(const std::string& text, std::size_t place) {

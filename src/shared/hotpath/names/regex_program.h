@@ -11,7 +11,7 @@ namespace hotpath {
 
 enum RegexError : std::int32_t {
     RegexOk = 0,
-    RegexOutOfMemory = 1,      // the program can't grow
+    RegexOutOfMemory = 1,      // the program can't grow, or the pattern is nested too deep
     RegexBraceExpected = 2,    // no `}` closes a `{`
     RegexParenExpected = 3,    // no `)` closes a `(`
     RegexBracketExpected = 4,  // no `]` closes a class, or a range has no end
