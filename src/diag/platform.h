@@ -24,6 +24,9 @@ bool can_read(const char* path);
 // the stream with `std::fclose`.
 std::FILE* open_for_reading(const char* path);
 
+// The same for a file of lines as the system's editors write them: each arrives with a plain end.
+std::FILE* open_text_for_reading(const char* path);
+
 // The value of an environment variable as UTF-8; nothing if it isn't set.
 std::optional<std::string> environment_value(const char* name);
 

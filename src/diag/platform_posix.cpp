@@ -107,6 +107,8 @@ bool can_read(const char* path) { return access(path, R_OK) == 0; }
 
 std::FILE* open_for_reading(const char* path) { return std::fopen(path, "rb"); }
 
+std::FILE* open_text_for_reading(const char* path) { return std::fopen(path, "r"); }
+
 std::optional<std::string> environment_value(const char* name) {
     const char* const value = getenv(name);
     if (value == nullptr) return std::nullopt;

@@ -7,5 +7,6 @@ namespace tool {
 // null if there was no memory for it. Nobody frees them: option values point into them for the
 // whole run. Without memory for the vector the program ends.
 char** copy_arguments(int count, const char* const* arguments);
+char** copy_arguments(int count, const wchar_t* const* arguments);
 
 }  // namespace tool

@@ -11,7 +11,11 @@
 
 using namespace tool;
 
+#ifdef _WIN32
+extern "C" int wmain(int argument_count, wchar_t** argument_values) {
+#else
 int main(int argument_count, char** argument_values) {
+#endif
     // A reader of the report that stops early must not cost the merge.
     diag::platform::let_writes_fail();
     // Each input database stays open to the end of the run.

@@ -67,7 +67,7 @@ std::string package_id(bool prefer_fortran) {
 
 std::string read_package_id(const char* path) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
-        diag::platform::open_for_reading(path), std::fclose);
+        diag::platform::open_text_for_reading(path), std::fclose);
     if (file == nullptr) return {};
     std::array<char, line_buffer_size> buffer;
     // A line that is longer than the buffer goes on as further lines.
