@@ -125,8 +125,7 @@ TEST_F(Banner, usage_prints_the_banner_and_the_program_name_as_given) {
     expected.err = "error #32500: unknown option '/x'\n" +
                    expected.err.substr(0, expected.err.size() - no_files.size()) +
                    usage("./suite/bin/../bin/edgefold");
-    program_ = "./suite/bin/../bin/edgefold";
-    preparation_ = ":";
+    name_ = "./suite/bin/../bin/edgefold";
     EXPECT_EQ(run({"-x"}), expected);
 }
 
@@ -134,15 +133,26 @@ TEST_F(Banner, usage_prints_the_banner_and_the_program_name_as_given) {
 class BannerByDriver : public Banner {
 protected:
     void SetUp() override {
-        install_program(std::string(200, 'd') + "/" + std::string(60, 'e') + "/edgefold");
-        write("drivers/bin/qlnc", "");
-        write("drivers/bin/qlnf", "");
-        for (const char* name : {"drivers/bin/qlnc", "drivers/bin/qlnf"})
+        // Many bytes in few characters: a system may start no program by a longer path.
+        std::string folder;
+        for (int i = 0; i < 50; ++i) folder += "\xe2\x82\xac";
+        install_program(folder + "/" + folder + "/edgefold");
+        for (const std::string& name : {driver("qlnc"), driver("qlnf")}) {
+            write(name, "");
             std::filesystem::permissions(path(name), std::filesystem::perms::owner_all |
                                                          std::filesystem::perms::others_exec |
                                                          std::filesystem::perms::others_read);
-        environment_ = {{"PATH", path("nowhere") + ":" + path("drivers/bin") + ":/usr/bin:/bin"}};
+        }
+        const std::string separator = on_windows ? ";" : ":";
+        environment_ = {{"PATH", path("nowhere") + separator + path("drivers/bin") + separator +
+                                     path("elsewhere")}};
     }
+
+    static std::string driver(const std::string& name) {
+        return "drivers/bin/" + name + (on_windows ? ".exe" : "");
+    }
+
+    static constexpr bool on_windows = std::filesystem::path::preferred_separator == '\\';
 };
 
 TEST_F(BannerByDriver, the_package_is_found_from_the_drivers_directory) {
@@ -151,7 +161,7 @@ TEST_F(BannerByDriver, the_package_is_found_from_the_drivers_directory) {
 }
 
 TEST_F(BannerByDriver, the_fortran_package_is_found_from_its_own_driver) {
-    std::filesystem::remove(path("drivers/bin/qlnc"));
+    std::filesystem::remove(path(driver("qlnc")));
     write("drivers/share/edgefold/package_c.txt", "Package ID: a.b.c\n");
     write("drivers/share/edgefold/package_fortran.txt", "Package ID: d.e.f\n");
     EXPECT_EQ(run({}), with_version("2021.8.e.f"));

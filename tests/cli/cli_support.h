@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/file_path.h"
 #include "support/program_fixture.h"
 #include "support/run_program.h"
 
@@ -158,13 +159,15 @@ protected:
 
     // Puts a copy of the program at this place in the directory; later runs use it.
     void install_program(const std::string& name) {
-        std::filesystem::create_directories(std::filesystem::path(path(name)).parent_path());
-        std::filesystem::copy_file(program_, path(name));
+        const std::filesystem::path copy = test_support::file_path(path(name));
+        std::filesystem::create_directories(copy.parent_path());
+        std::filesystem::copy_file(test_support::file_path(program_), copy);
         program_ = path(name);
     }
 
     std::vector<std::pair<std::string, std::string>> environment_;  // beside what is there anyway
     std::string program_ = test_support::program_path();
+    std::string name_;         // what the program is told to be its name, if that isn't its path
     std::string preparation_;  // shell commands run before the program in its process, if any
 
 private:
@@ -172,6 +175,7 @@ private:
         test_support::ProgramStart how{.program = program_,
                                        .arguments = arguments,
                                        .directory = path(),
+                                       .name = name_,
                                        .environment = environment_,
                                        .one_stream = one_stream};
         if (!preparation_.empty()) {
@@ -182,18 +186,19 @@ private:
         const test_support::ProgramRun run = test_support::run_program(how);
         EXPECT_EQ(run.signal, 0) << run;
         EXPECT_FALSE(run.timed_out) << run;
-        return {run.exit_status, run.standard_output, run.standard_error};
+        return {run.exit_status, test_support::written_text(run.standard_output),
+                test_support::written_text(run.standard_error)};
     }
 };
 
 // The trace texts with "@" for each address of a connection. An address ends where its opening says
 // so; where a connection is closed, any letter may follow.
 inline std::string without_pointers(std::string text) {
-    constexpr std::string_view before = ") : 0x";
+    constexpr std::string_view before = ") : ";
     for (std::size_t i = 0; (i = text.find(before, i)) != std::string::npos;) {
-        i += before.size() - 2;
+        i += before.size();
         const std::string address = text.substr(i, text.find(' ', i) - i);
-        for (std::size_t j = i; (j = text.find(address, j)) != std::string::npos;)
+        for (std::size_t j = i; (j = text.find(address, j)) != std::string::npos; ++j)
             text.replace(j, address.size(), "@");
     }
     return text;

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -10,18 +9,8 @@
 #include <string>
 
 #include "diag/message_catalogue.h"
+#include "support/address_sanitizer.h"
 #include "support/captured_stderr.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define UNDER_ADDRESS_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define UNDER_ADDRESS_SANITIZER 1
-#endif
-#endif
-#ifndef UNDER_ADDRESS_SANITIZER
-#define UNDER_ADDRESS_SANITIZER 0
-#endif
 
 // A request that is too large is to fail as it does in a plain build. The sanitizer asks for this
 // function by name.
@@ -41,16 +30,6 @@ using testing::ExitedWithCode;
 testing::Matcher<const std::string&> last_words(const std::string& line) {
     if (UNDER_ADDRESS_SANITIZER) return testing::EndsWith(line);
     return Eq(line);
-}
-
-// Leaves the process without memory to allocate.
-void exhaust_memory() {
-    const rlimit nothing{1, 1};
-    setrlimit(RLIMIT_AS, &nothing);
-    for (std::size_t size = 1 << 20; size >= 8; size /= 2) {
-        void* volatile block = std::malloc(size);
-        while (block != nullptr) block = std::malloc(size);
-    }
 }
 
 std::string captured_stdout(void (*operation)()) {
@@ -219,16 +198,6 @@ TEST(ReportMessageDeathTest, unknown_position_ends_the_program) {
     }
 }
 
-TEST(ReportMessageDeathTest, message_without_memory_for_it_is_catastrophic) {
-    if (UNDER_ADDRESS_SANITIZER) GTEST_SKIP() << "the sanitizer needs memory of its own";
-    const auto report_without_memory = [] {
-        exhaust_memory();
-        report_warning(PT_edgefold_no_files);
-    };
-    EXPECT_EXIT(report_without_memory(), ExitedWithCode(1),
-                Eq("catastrophic error: out of memory\n"));
-}
-
 TEST(ReportMessageDeathTest, line_is_flushed_at_once) {
     const auto report_and_stop = [] {
         std::setvbuf(stderr, nullptr, _IOFBF, BUFSIZ);
@@ -330,16 +299,6 @@ TEST(PrintMessageDeathTest, unknown_position_ends_the_program) {
                 Eq("error #13005: diagnostic with id #30002 not found\n"));
 }
 
-TEST(PrintMessageDeathTest, text_without_memory_for_it_is_catastrophic) {
-    if (UNDER_ADDRESS_SANITIZER) GTEST_SKIP() << "the sanitizer needs memory of its own";
-    const auto print_without_memory = [] {
-        exhaust_memory();
-        print_message(stderr, PT_edgefold_help_opts);
-    };
-    EXPECT_EXIT(print_without_memory(), ExitedWithCode(1),
-                Eq("catastrophic error: out of memory\n"));
-}
-
 TEST(MessageText, is_the_unformatted_text_of_the_row) {
     EXPECT_STREQ(message_text(VER_PLAIN_TEMPLATE).get(),
                  "%s %s for applications running on %s%s, Version %s Build %s");
@@ -349,16 +308,6 @@ TEST(MessageText, is_the_unformatted_text_of_the_row) {
 TEST(MessageTextDeathTest, unknown_position_ends_the_program) {
     EXPECT_EXIT(message_text(28008), ExitedWithCode(1),
                 Eq("error #13005: diagnostic with id #28008 not found\n"));
-}
-
-TEST(MessageTextDeathTest, copy_without_memory_for_it_is_catastrophic) {
-    if (UNDER_ADDRESS_SANITIZER) GTEST_SKIP() << "the sanitizer needs memory of its own";
-    const auto copy_without_memory = [] {
-        exhaust_memory();
-        message_text(PT_edgefold_help_opts);
-    };
-    EXPECT_EXIT(copy_without_memory(), ExitedWithCode(1),
-                Eq("catastrophic error: out of memory\n"));
 }
 
 TEST(TraceFlags, are_clear_at_the_start) {
@@ -381,15 +330,6 @@ TEST(TracePrint, adds_no_newline_and_counts_nothing) {
               }),
               "SampleDB::open_writable(a%sb): 7\n");
     EXPECT_EQ(error_count(), before);
-}
-
-TEST(TracePrintDeathTest, text_is_not_flushed) {
-    const auto trace_and_stop = [] {
-        std::setvbuf(stderr, nullptr, _IOFBF, BUFSIZ);
-        trace_print("lost");
-        std::_Exit(0);
-    };
-    EXPECT_EXIT(trace_and_stop(), ExitedWithCode(0), Eq(""));
 }
 
 TEST(TraceFlags, bits_of_the_readers_are_fixed) {

@@ -6,6 +6,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "support/file_path.h"
+
 namespace test_support {
 namespace {
 
@@ -53,11 +55,13 @@ ProgramRun ProgramTest::run(const std::vector<std::string>& arguments,
                                   .standard_input = settings.standard_input,
                                   .one_stream = settings.one_stream});
     EXPECT_FALSE(run.timed_out) << run;
+    run.standard_output = written_text(run.standard_output);
+    run.standard_error = written_text(run.standard_error);
     return run;
 }
 
 void ProgramTest::write(const std::string& name, std::string_view bytes) const {
-    const std::filesystem::path file = path(name);
+    const std::filesystem::path file = file_path(path(name));
     std::filesystem::create_directories(file.parent_path());
     std::ofstream stream(file, std::ios::binary);
     stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
@@ -66,13 +70,13 @@ void ProgramTest::write(const std::string& name, std::string_view bytes) const {
 }
 
 std::string ProgramTest::read(const std::string& name) const {
-    std::ifstream stream(path(name), std::ios::binary);
+    std::ifstream stream(file_path(path(name)), std::ios::binary);
     EXPECT_TRUE(stream) << "can't read " << name;
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 bool ProgramTest::exists(const std::string& name) const {
-    return std::filesystem::exists(path(name));
+    return std::filesystem::exists(file_path(path(name)));
 }
 
 std::string ProgramTest::path(const std::string& name) const {

@@ -30,7 +30,8 @@ struct RunSettings {
 // no value that begins with a single slash.
 class ProgramTest : public testing::Test {
 protected:
-    // Runs the program under test with the arguments behind its name.
+    // Runs the program under test with the arguments behind its name. The streams' line ends are
+    // plain ones.
     ProgramRun run(const std::vector<std::string>& arguments,
                    const RunSettings& settings = {}) const;
 

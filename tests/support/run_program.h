@@ -1,5 +1,5 @@
 // Starting the built program from a test. What the test makes of the result is its own affair; how
-// a process is started on this system stands in run_program_posix.cpp.
+// a process is started on a system stands in run_program_posix.cpp and run_program_windows.cpp.
 #pragma once
 
 #include <chrono>
@@ -15,6 +15,7 @@ struct ProgramStart {
     std::string program;                 // path that doesn't depend on the working directory
     std::vector<std::string> arguments;  // those behind the program's name
     std::string directory;               // where it runs
+    std::string name{};                  // what it's told to be its name, if that isn't its path
     std::vector<std::pair<std::string, std::string>> environment{};  // replaces or adds
     std::string standard_input{};
     bool one_stream = false;  // standard error goes where standard output goes, in its order
@@ -32,6 +33,10 @@ struct ProgramRun {
 
 // Runs the program to its end. The test fails where it can't be started.
 ProgramRun run_program(const ProgramStart& start);
+
+// What the program wrote to give these bytes of a standard stream. Where the system writes a line's
+// end as CR LF, the test fails if it isn't so everywhere.
+std::string written_text(const std::string& stream);
 
 // For messages of failed expectations.
 inline std::ostream& operator<<(std::ostream& stream, const ProgramRun& run) {

@@ -96,7 +96,7 @@ std::vector<std::string> environment_with(
 
 // The new process, or -1 after a failure of the test.
 pid_t spawn(const ProgramStart& start, int input, int output, int error) {
-    std::vector<std::string> arguments{start.program};
+    std::vector<std::string> arguments{start.name.empty() ? start.program : start.name};
     arguments.insert(arguments.end(), start.arguments.begin(), start.arguments.end());
     std::vector<std::string> environment = environment_with(start.environment);
 
@@ -155,5 +155,7 @@ ProgramRun run_program(const ProgramStart& start) {
     if (WIFSIGNALED(status)) run.signal = WTERMSIG(status);
     return run;
 }
+
+std::string written_text(const std::string& stream) { return stream; }
 
 }  // namespace test_support

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "support/file_path.h"
+
 namespace test_support {
 
 // A directory of its own below the system's temporary one, removed with the object.
@@ -26,12 +28,12 @@ public:
         std::filesystem::remove_all(directory_, ignored);
     }
 
-    std::string path() const { return directory_.string(); }
-    std::string path(const char* name) const { return (directory_ / name).string(); }
+    std::string path() const { return text_of(directory_); }
+    std::string path(const char* name) const { return text_of(directory_ / file_path(name)); }
 
     // Writes the bytes as they stand, and gives the file's path.
     std::string write(const char* name, std::string_view bytes) const {
-        std::ofstream stream(directory_ / name, std::ios::binary);
+        std::ofstream stream(directory_ / file_path(name), std::ios::binary);
         stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
         return path(name);
     }

@@ -32,8 +32,18 @@ TEST(CopyArguments, keeps_bytes_that_are_no_utf8) {
     free_copies(copies);
 }
 
+TEST(CopyArguments, of_wide_texts_gives_utf8) {
+    const wchar_t* const arguments[] = {L"edgefold", L"\u00e4\u20ac\U0001f600", L"", nullptr};
+    char** const copies = copy_arguments(3, arguments);
+    EXPECT_STREQ(copies[0], "edgefold");
+    EXPECT_STREQ(copies[1], "\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80");
+    EXPECT_STREQ(copies[2], "");
+    EXPECT_EQ(copies[3], nullptr);
+    free_copies(copies);
+}
+
 TEST(CopyArguments, of_none_is_the_absent_entry_alone) {
-    char** const copies = copy_arguments(0, nullptr);
+    char** const copies = copy_arguments(0, static_cast<const char* const*>(nullptr));
     EXPECT_EQ(copies[0], nullptr);
     free_copies(copies);
 }

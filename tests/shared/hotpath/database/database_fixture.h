@@ -7,12 +7,14 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <regex>
 #include <string>
 
 #include "diag/reporter.h"
 #include "shared/hotpath/database/sample_db.h"
 #include "shared/hotpath/model/function_record_set.h"
 #include "support/captured_stderr.h"
+#include "support/environment.h"
 #include "support/profile_text.h"
 #include "support/scratch_directory.h"
 #include "support/tracking_allocator.h"
@@ -163,22 +165,20 @@ std::string traced(std::uint32_t bits, Operation operation) {
 
 inline constexpr std::uint32_t all_trace_bits = 0xFFFFFFFF;
 
-// The text with "PTR" for each address of an object.
-inline std::string without_pointers(std::string text) {
-    for (std::size_t at = text.find("0x"); at != std::string::npos; at = text.find("0x", at))
-        text.replace(at, text.find_first_not_of("0123456789abcdef", at + 2) - at, "PTR");
-    return text;
+// The text with "PTR" for each address of an object, in either of the forms that "%p" has.
+inline std::string without_pointers(const std::string& text) {
+    return std::regex_replace(text, std::regex("0x[0-9a-f]+|[0-9A-Fa-f]{16}"), "PTR");
 }
 
 // A database file of its own for each test, and a factory.
 class DatabaseTest : public testing::Test {
 protected:
     DatabaseTest() {
-        unsetenv("HOTPATH_DB_MODE");
+        test_support::unset_environment("HOTPATH_DB_MODE");
         diag::trace_flags = 0;
     }
     ~DatabaseTest() override {
-        unsetenv("HOTPATH_DB_MODE");
+        test_support::unset_environment("HOTPATH_DB_MODE");
         diag::trace_flags = 0;
     }
 

@@ -1,6 +1,7 @@
 // Writing single functions: the rows that come of records, and what failures leave.
 #include "shared/hotpath/database/database_fixture.h"
 #include "shared/hotpath/database/sample_db.h"
+#include "support/text_matchers.h"
 
 namespace hotpath {
 namespace {
@@ -401,9 +402,9 @@ TEST_F(InsertFunctionDeathTest, an_insert_that_wasnt_prepared_ends_the_program_a
     }
     FunctionRecord& f = record("a.c", "f");
     EXPECT_EXIT(database.insert_function_record(f), ExitedWithCode(1),
-                "^shared/hotpath/database/sql_connection\\.cpp:[0-9]+ ASSERTX\\(rc == 0\\): "
-                "Internal error: Failed to bind data to stmt\n$");
-    EXPECT_EQ(files(), "1|A.C\n");
+                test_support::matches_whole(
+                    "shared/hotpath/database/sql_connection\\.cpp:[0-9]+ ASSERTX\\(rc == 0\\): "
+                    "Internal error: Failed to bind data to stmt\n"));
 }
 
 // Updates

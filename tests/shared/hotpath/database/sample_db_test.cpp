@@ -4,6 +4,7 @@
 #include <iterator>
 #include <sstream>
 
+#include "diag/safety.h"
 #include "shared/hotpath/database/database_fixture.h"
 
 namespace hotpath {
@@ -13,6 +14,7 @@ using test_support::all_trace_bits;
 using test_support::DatabaseTest;
 using test_support::RawDatabase;
 using test_support::Refusal;
+using test_support::set_environment;
 using test_support::traced;
 using test_support::without_pointers;
 
@@ -425,7 +427,7 @@ class DurabilityMode : public SampleDbTest {
 protected:
     std::string executed_in_mode(const char* mode) {
         create();
-        setenv("HOTPATH_DB_MODE", mode, 1);
+        set_environment("HOTPATH_DB_MODE", mode);
         const std::string text = traces_of_open_writable(diag::TRACE_DB_CALLS, DbOpenOk);
         std::string executed;
         std::istringstream lines(text);
@@ -445,7 +447,7 @@ TEST_F(DurabilityMode, the_word_in_lower_case_doesnt_count) {
 
 TEST_F(DurabilityMode, any_other_value_doesnt_count) {
     EXPECT_EQ(executed_in_mode("FAILSAFE_MODE "), pragma_traces);
-    EXPECT_EQ(std::string(getenv("HOTPATH_DB_MODE")), "FAILSAFE_MODE ");
+    EXPECT_EQ(diag::environment_value("HOTPATH_DB_MODE"), "FAILSAFE_MODE ");
 }
 
 TEST_F(DurabilityMode, an_empty_value_doesnt_count) {
@@ -453,7 +455,7 @@ TEST_F(DurabilityMode, an_empty_value_doesnt_count) {
 }
 
 TEST_F(DurabilityMode, failsafe_creates_a_new_file_without_pragmas) {
-    setenv("HOTPATH_DB_MODE", "FAILSAFE_MODE", 1);
+    set_environment("HOTPATH_DB_MODE", "FAILSAFE_MODE");
     EXPECT_EQ(traces_of_open_writable(all_trace_bits, DbOpenOk),
               opened_trace("FAILED") + "DatabaseHandle::close PTR" + opened_trace("SUCCESS") +
                   transaction_traces + schema_traces + statement_traces());
@@ -461,7 +463,7 @@ TEST_F(DurabilityMode, failsafe_creates_a_new_file_without_pragmas) {
 
 TEST_F(DurabilityMode, has_no_effect_on_reading) {
     create();
-    setenv("HOTPATH_DB_MODE", "FAILSAFE_MODE", 1);
+    set_environment("HOTPATH_DB_MODE", "FAILSAFE_MODE");
     EXPECT_EQ(traces_of_open_readonly(all_trace_bits, DbOpenOk),
               opened_trace("SUCCESS") + version_traces + statement_traces());
 }

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "shared/hotpath/database/database_fixture.h"
+#include "support/text_matchers.h"
 
 namespace hotpath {
 namespace {
@@ -19,9 +20,9 @@ using test_support::traced;
 using test_support::without_pointers;
 using testing::ExitedWithCode;
 
-constexpr const char* bind_failure =
-    "^shared/hotpath/database/sql_connection\\.cpp:[0-9]+ ASSERTX\\(rc == 0\\): "
-    "Internal error: Failed to bind data to stmt\n$";
+const testing::Matcher<const std::string&> bind_failure = test_support::matches_whole(
+    "shared/hotpath/database/sql_connection\\.cpp:[0-9]+ ASSERTX\\(rc == 0\\): "
+    "Internal error: Failed to bind data to stmt\n");
 
 std::string pointer_text(const void* pointer) {
     char text[32];

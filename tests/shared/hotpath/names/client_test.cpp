@@ -8,6 +8,8 @@
 #include <system_error>
 #include <thread>
 
+#include "support/text_matchers.h"
+
 namespace {
 
 using namespace hotpath;
@@ -75,7 +77,8 @@ TEST(TextBuffer, long_texts_fit) {
 TEST(TextBuffer, negative_count_ends_the_program) {
     TextBuffer buffer;
     EXPECT_EXIT(buffer.append_bytes("a", -1), testing::ExitedWithCode(1),
-                "^shared/hotpath/names/client\\.cpp:[0-9]+ ASSERTX\\(src_len >= 0\\)\n$");
+                test_support::matches_whole(
+                    "shared/hotpath/names/client\\.cpp:[0-9]+ ASSERTX\\(src_len >= 0\\)\n"));
 }
 
 // Key names
@@ -239,7 +242,10 @@ TEST_F(FullPath, longer_joined_path_ends_the_program) {
 
 TEST_F(FullPath, working_directory_of_260_bytes_ends_the_program) {
     const fs::path top = fs::path(testing::TempDir()) / "edgefold_long_path";
-    const fs::path deep = top / std::string(200, 'd') / std::string(60, 'e');
+    // Many bytes in few characters: a system may count either.
+    std::u8string name;
+    for (int i = 0; i < 45; ++i) name += u8"\u20ac";
+    const fs::path deep = top / name / name;
     fs::create_directories(deep);
     fs::current_path(deep);
     EXPECT_EXIT(hotpath_Create_Full_Path("/a"), testing::ExitedWithCode(1),

@@ -1,5 +1,3 @@
-#include "tool/merge_action.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -11,6 +9,7 @@
 
 #include "diag/reporter.h"
 #include "scratch.h"
+#include "tool/merge_action.h"
 #include "tool/options.h"
 
 namespace tool {
@@ -21,8 +20,8 @@ using testing::Eq;
 using testing::ExitedWithCode;
 using testing::StartsWith;
 
-// The action runs once in a process, so each test runs it in a child, which writes the report to a
-// file.
+// The action runs once in a process, so each test runs it in a fork, which writes the report to a
+// file in the test's directory.
 class MergeActionDeathTest : public testing::Test {
 protected:
     void merge_and_exit(std::string list, bool must_be_new) {

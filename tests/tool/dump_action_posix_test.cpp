@@ -1,5 +1,3 @@
-#include "tool/dump_action.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,6 +6,7 @@
 #include <string>
 
 #include "scratch.h"
+#include "tool/dump_action.h"
 #include "tool/options.h"
 
 namespace tool {
@@ -16,8 +15,8 @@ namespace {
 using testing::Eq;
 using testing::ExitedWithCode;
 
-// The action runs once in a process, so each test runs it in a child, which writes the report to a
-// file.
+// The action runs once in a process, so each test runs it in a fork, which writes the report to a
+// file in the test's directory.
 class DumpActionDeathTest : public testing::Test {
 protected:
     void dump_and_exit(std::string list, std::string sort = "L") {
