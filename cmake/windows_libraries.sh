@@ -42,9 +42,9 @@ fetch_sqlite() {
     rm -rf apt
 }
 
-# One C file of it all, as SQLite is meant to be compiled. Deleted rows are overwritten by zeros, as
-# Debian's own library does it, so that both leave the same bytes in a file. A path may be as long as
-# the system takes it.
+# One C file of it all, as SQLite is meant to be compiled. As in Debian's own library, deleted rows
+# are overwritten by zeros, so that both leave the same bytes in a file, and a name may be a URI. A
+# path may be as long as the system takes it.
 build_sqlite() {
     mkdir -p amalgamation include lib
     (cd amalgamation &&
@@ -52,7 +52,7 @@ build_sqlite() {
             sqlite3.c >make.log 2>&1)
     # shellcheck disable=SC2086 # the launcher may be several words
     ${CMAKE_CXX_COMPILER_LAUNCHER:-} $compiler-gcc-posix -O2 -DSQLITE_OMIT_LOAD_EXTENSION \
-        -DSQLITE_SECURE_DELETE -DSQLITE_WIN32_MAX_PATH_CHARS=32767 \
+        -DSQLITE_SECURE_DELETE -DSQLITE_USE_URI -DSQLITE_WIN32_MAX_PATH_CHARS=32767 \
         -c amalgamation/sqlite3.c -o amalgamation/sqlite3.o
     rm -f lib/libsqlite3.a
     $compiler-ar rcs lib/libsqlite3.a amalgamation/sqlite3.o
