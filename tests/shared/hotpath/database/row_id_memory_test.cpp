@@ -159,6 +159,21 @@ TEST_F(RowIdMemoryTest, doesnt_hold_in_a_file_of_16_bit_texts) {
     EXPECT_FALSE(start());
 }
 
+// Reading the ids works, reading the names doesn't.
+TEST_F(RowIdMemoryTest, doesnt_hold_where_the_names_cant_be_read) {
+    create();
+    DatabaseHandle handle;
+    ASSERT_TRUE(handle.open(path.c_str(), OpenMode::ReadOnly));
+    const auto decide = [](void*, int action, const char*, const char* column, const char*,
+                           const char*) {
+        const bool is_name = action == SQLITE_READ && std::string_view(column) == "sf_filename";
+        return is_name ? SQLITE_DENY : SQLITE_OK;
+    };
+    ASSERT_EQ(sqlite3_set_authorizer(handle.connection(), decide, nullptr), SQLITE_OK);
+    memory.start(handle);
+    EXPECT_FALSE(memory.holds());
+}
+
 TEST_F(RowIdMemoryTest, doesnt_hold_in_a_file_that_is_no_database) {
     path = directory.write("text.db", "FromAddress,HitCount\n1,2\n");
     EXPECT_FALSE(start());
