@@ -18,6 +18,7 @@ import pathlib
 import random
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -114,10 +115,8 @@ class Copy:
         self.environment = dict(os.environ)
         if os.access("/dev/shm", os.W_OK):
             self.environment["TMPDIR"] = "/dev/shm"
-        for name in ("src", "tests", "examples", "cmake"):
-            shutil.copytree(ROOT / name, self.tree / name, dirs_exist_ok=True,
-                            copy_function=copy_changed,
-                            ignore=shutil.ignore_patterns("CMakeLists.txt"))
+        shutil.copytree(ROOT, self.tree, dirs_exist_ok=True, copy_function=copy_changed,
+                        ignore=shutil.ignore_patterns(".git", "build", "CMakeLists.txt"))
         for name in ("CMakeLists.txt", "tests/CMakeLists.txt"):
             # No file comes or goes, so there is no need to look for that at each build.
             text = (ROOT / name).read_text().replace(" STATIC ", " SHARED ")
@@ -131,9 +130,12 @@ class Copy:
         try:
             return process.wait(limit)
         except subprocess.TimeoutExpired:
-            os.killpg(process.pid, 9)
-            process.wait()
             return None
+        finally:
+            # Also where this script is being ended: nothing may go on building a mutant.
+            if process.poll() is None:
+                os.killpg(process.pid, signal.SIGKILL)
+                process.wait()
 
     def configure(self):
         self.build.mkdir(exist_ok=True)
@@ -143,7 +145,7 @@ class Copy:
                        cwd=self.build, check=True, stdout=subprocess.DEVNULL)
 
     def compile(self, *targets):
-        return self.run(["cmake", "--build", ".", "-j", "1", "--target", *targets]) == 0
+        return self.run(["ninja", "-j", "1", *targets]) == 0
 
     def program_tests(self):
         return [["tests/cli_test", "--gtest_fail_fast"],
@@ -211,6 +213,7 @@ def main():
     parser.add_argument("--directory", type=pathlib.Path, help="where to build, and to leave it")
     options = parser.parse_args()
 
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("ended"))
     equivalents = known_equivalents()
     mutants = draw(mutants_of(options.files), options.count, options.seed)
     outcomes = {"killed": 0, "survived": 0, "equivalent": 0, "invalid": 0}
@@ -221,6 +224,8 @@ def main():
         copy.configure()
         if not copy.compile("edgefold", "cli_test", *ROOM_TARGETS) or not copy.measure_tests():
             sys.exit("the tests fail without a change")
+        # No mutant comes twice, so remembering what became of it costs time for nothing.
+        copy.environment["CCACHE_DISABLE"] = "1"
         for number, mutant in enumerate(mutants, 1):
             if mutant.sign in equivalents:
                 outcomes["equivalent"] += 1
