@@ -113,8 +113,24 @@ INSTANTIATE_TEST_SUITE_P(LineEnds, CutEdgeFile, testing::Values("\n", "\r\n"));
 
 class DamagedInputDatabase : public DamagedInput {
 protected:
+    // As `load_input` does it, but the database is closed at once: thousands of open files are more
+    // than a process may have.
+    std::string read(const std::string& bytes) {
+        const std::string path = directory_.write("read.db", bytes);
+        SampleDB database;
+        opened_ = database.open_readonly(path.c_str()) == DbOpenOk;
+        if (!opened_) return "status 1, runs 0\n";
+        FunctionRecordFactoryImpl<test_support::TrackingAllocator> factory;
+        FunctionRecordSet set(factory);
+        succeeded_ = SampleFeedbackDBReader(database).read_function_records(set, factory, false);
+        return "status " + std::string(succeeded_ ? "2" : "1") + ", runs " +
+               std::to_string(set.num_runs()) + "\n" + test_support::profile_text(set);
+    }
+
     std::string bytes_ = test_support::small_database_bytes(directory_);
     std::size_t last_page_ = bytes_.size() - test_support::small_page_size;
+    bool opened_ = false;     // by the last `read`
+    bool succeeded_ = false;  // likewise
 };
 
 TEST_F(DamagedInputDatabase, a_file_without_its_last_page_is_no_sample_database) {
@@ -134,38 +150,31 @@ TEST_F(DamagedInputDatabase, what_its_last_page_lacks_reads_as_zeros) {
     for (std::size_t size = last_page_ + 1; size < bytes_.size(); ++size) {
         const std::string cut = bytes_.substr(0, size);
         const std::string filled = cut + std::string(bytes_.size() - size, '\0');
-        EXPECT_EQ(loaded(directory_.write("cut.db", cut)),
-                  loaded(directory_.write("filled.db", filled)))
-            << size;
+        EXPECT_EQ(read(cut), read(filled)) << size;
+        EXPECT_TRUE(opened_);
     }
 }
 
-// As `load_input` does it, but for the database, which is closed at once: thousands of open files
-// are more than a process may have.
 TEST_F(DamagedInputDatabase, any_wrong_byte_is_read_or_refused) {
     int refused = 0;
     int failed = 0;
     int changed = 0;
-    const std::string whole = loaded(directory_.write("whole.db", bytes_));
+    const std::string whole = read(bytes_);
+    EXPECT_EQ(whole, loaded(directory_.write("whole.db", bytes_)));
     const int count = test_support::for_each_damaged_byte(bytes_, [&](const std::string& damaged) {
-        const std::string path = directory_.write("damaged.db", damaged);
-        SampleDB database;
-        if (database.open_readonly(path.c_str()) != DbOpenOk) {
+        const std::string text = read(damaged);
+        if (!opened_)
             ++refused;
-            return;
-        }
-        FunctionRecordFactoryImpl<test_support::TrackingAllocator> factory;
-        FunctionRecordSet set(factory);
-        if (!SampleFeedbackDBReader(database).read_function_records(set, factory, false)) ++failed;
-        const std::string read = "status 2, runs " + std::to_string(set.num_runs()) + "\n" +
-                                 test_support::profile_text(set);
-        if (read != whole) ++changed;
+        else if (!succeeded_)
+            ++failed;
+        else if (text != whole)
+            ++changed;
     });
     // All ends are met: most bytes of the schema matter to SQLite, most others to the profile.
     EXPECT_GT(refused, 1000);
     EXPECT_GT(failed, 50);
-    EXPECT_GT(changed, 500);
-    EXPECT_LT(refused + changed, count);
+    EXPECT_GT(changed, 300);
+    EXPECT_LT(refused + failed + changed, count);
 }
 
 }  // namespace
