@@ -1,5 +1,6 @@
 // Merges into databases that are cut short or have a wrong byte. Under the sanitizers these tests
-// say that no content of the target makes the merge leave its memory.
+// say that no content of the target makes the merge leave its memory. They write thousands of
+// files, which takes minutes under Wine.
 #include <gtest/gtest.h>
 
 #include <filesystem>
