@@ -276,7 +276,7 @@ def check_absent(case, run):
     if absent == 0:
         return [] if run.status == 0 else [f"status {run.status}"]
     option = words[absent - 1].lstrip("-")
-    if option in ("file", "out", "append", "sort") and not words[absent].startswith("-"):
+    if option in ("file", "out", "append", "sort", "trace") and not words[absent].startswith("-"):
         wanted = f"error #32501: missing or unexpected option value for '/{option}'\n"
         said = run.err.startswith(wanted)
     elif "-file" not in words[:absent]:
