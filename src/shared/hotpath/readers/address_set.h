@@ -12,14 +12,14 @@ namespace hotpath {
 class AddressSet {
 public:
     void insert(std::uint64_t address) {
-        const std::uint64_t hash = mix_bits(address);
+        const std::uint64_t hash = hash_number(address);
         if (find(hash, address) != IndexTable::none) return;
         index_.insert(hash, static_cast<std::uint32_t>(addresses_.size()));
         addresses_.push_back(address);
     }
 
     bool contains(std::uint64_t address) const {
-        return find(mix_bits(address), address) != IndexTable::none;
+        return find(hash_number(address), address) != IndexTable::none;
     }
 
 private:

@@ -64,10 +64,10 @@ TEST(IndexTable, is_empty_at_first_and_finds_nothing) {
 
 TEST(IndexTable, finds_what_was_inserted) {
     IndexTable table;
-    table.insert(mix_bits(1), 7);
+    table.insert(hash_number(1), 7);
     EXPECT_FALSE(table.is_empty());
-    EXPECT_EQ(table.find(mix_bits(1), always), 7U);
-    EXPECT_EQ(table.find(mix_bits(2), always), IndexTable::none);
+    EXPECT_EQ(table.find(hash_number(1), always), 7U);
+    EXPECT_EQ(table.find(hash_number(2), always), IndexTable::none);
 }
 
 TEST(IndexTable, the_caller_decides_between_equal_hashes) {
@@ -80,14 +80,14 @@ TEST(IndexTable, the_caller_decides_between_equal_hashes) {
 
 TEST(IndexTable, place_0_and_the_highest_place_are_places) {
     IndexTable table;
-    table.insert(mix_bits(1), 0);
-    table.insert(mix_bits(2), 0xFFFFFFFE);
-    EXPECT_EQ(table.find(mix_bits(1), always), 0U);
-    EXPECT_EQ(table.find(mix_bits(2), always), 0xFFFFFFFEU);
+    table.insert(hash_number(1), 0);
+    table.insert(hash_number(2), 0xFFFFFFFE);
+    EXPECT_EQ(table.find(hash_number(1), always), 0U);
+    EXPECT_EQ(table.find(hash_number(2), always), 0xFFFFFFFEU);
 }
 
 TEST(IndexTable, holds_what_a_map_holds_while_it_grows) {
-    CheckedTable table(mix_bits);
+    CheckedTable table(hash_number);
     run_random_operations(table, 4, 100000, 30000);
 }
 
@@ -102,7 +102,7 @@ TEST(IndexTable, holds_what_a_map_holds_where_slots_wrap_around) {
 }
 
 TEST(IndexTable, keeps_every_place_at_every_size) {
-    CheckedTable table(mix_bits);
+    CheckedTable table(hash_number);
     for (std::uint64_t size = 0; size < 300; ++size) {
         table.insert_if_new(size);
         for (std::uint64_t key = 0; key <= size + 1; ++key)
@@ -113,9 +113,9 @@ TEST(IndexTable, keeps_every_place_at_every_size) {
 TEST(IndexTable, the_likely_place_is_where_the_search_begins) {
     IndexTable table;
     EXPECT_EQ(table.likely_place(0), IndexTable::none);
-    table.insert(mix_bits(1), 7);
-    EXPECT_EQ(table.likely_place(mix_bits(1)), 7U);
-    EXPECT_EQ(table.likely_place(mix_bits(2)), IndexTable::none);
+    table.insert(hash_number(1), 7);
+    EXPECT_EQ(table.likely_place(hash_number(1)), 7U);
+    EXPECT_EQ(table.likely_place(hash_number(2)), IndexTable::none);
 }
 
 TEST(IndexTable, an_empty_slot_is_no_likely_place) {
@@ -127,17 +127,17 @@ TEST(IndexTable, an_empty_slot_is_no_likely_place) {
 
 TEST(IndexTable, a_prefetch_changes_nothing) {
     IndexTable table;
-    table.prefetch_slot(mix_bits(1));
+    table.prefetch_slot(hash_number(1));
     EXPECT_TRUE(table.is_empty());
-    table.insert(mix_bits(1), 7);
-    table.prefetch_slot(mix_bits(1));
-    table.prefetch_slot(mix_bits(2));
-    EXPECT_EQ(table.find(mix_bits(1), always), 7U);
-    EXPECT_EQ(table.find(mix_bits(2), always), IndexTable::none);
+    table.insert(hash_number(1), 7);
+    table.prefetch_slot(hash_number(1));
+    table.prefetch_slot(hash_number(2));
+    EXPECT_EQ(table.find(hash_number(1), always), 7U);
+    EXPECT_EQ(table.find(hash_number(2), always), IndexTable::none);
 }
 
 TEST(IndexTable, clear_forgets_everything_and_the_table_serves_on) {
-    CheckedTable table(mix_bits);
+    CheckedTable table(hash_number);
     for (std::uint64_t key = 0; key < 100; ++key) table.insert_if_new(key);
     table.clear();
     EXPECT_TRUE(table.is_empty());
