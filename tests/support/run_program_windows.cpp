@@ -116,13 +116,19 @@ HANDLE start_process(const ProgramStart& start, HANDLE input, HANDLE output, HAN
     streams.hStdInput = input;
     streams.hStdOutput = output;
     streams.hStdError = error;
-    std::wstring line = command_line(start);
     std::wstring environment = environment_with(start.environment);
     PROCESS_INFORMATION process{};
-    if (CreateProcessW(wide_text(start.program).c_str(), line.data(), nullptr, nullptr, TRUE,
-                       CREATE_UNICODE_ENVIRONMENT, environment.data(),
-                       wide_text(start.directory).c_str(), &streams, &process) == 0) {
-        ADD_FAILURE() << "can't start " << start.program << ": error " << GetLastError();
+    // Once in many thousand times Wine gives a new process up, with an internal error, before the
+    // program runs. The next try finds nothing in its way.
+    for (int tries_left = 3;; --tries_left) {
+        std::wstring line = command_line(start);  // the system may write into it
+        if (CreateProcessW(wide_text(start.program).c_str(), line.data(), nullptr, nullptr, TRUE,
+                           CREATE_UNICODE_ENVIRONMENT, environment.data(),
+                           wide_text(start.directory).c_str(), &streams, &process) != 0)
+            break;
+        const DWORD failure = GetLastError();
+        if (failure == ERROR_INTERNAL_ERROR && tries_left > 1) continue;
+        ADD_FAILURE() << "can't start " << start.program << ": error " << failure;
         return nullptr;
     }
     CloseHandle(process.hThread);
