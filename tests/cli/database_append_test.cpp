@@ -168,6 +168,18 @@ TEST_F(Append, a_function_that_shares_its_key_with_another_goes_to_the_first_row
               "a in B/C x10 flags 0\n");
 }
 
+// The first function's record is both, with the second one's count.
+TEST_F(Append, of_functions_that_share_a_key_an_input_without_a_file_finds_the_first_alone) {
+    EXPECT_EQ(appended("INSERT INTO sf_filenames VALUES(1, 'C'), (2, 'B/C');"
+                       "INSERT INTO sf_functions VALUES(1, 'a/B', 1, 1, 0), (2, 'a', 2, 2, 0);",
+                       ten_columns + "1,x,,1,a,2,,1,a,5\n1,x,,1,a/B,2,,1,a/B,7\n"),
+              "a/B in C x2 flags 0\n"
+              "  edge 1 1:0.0.0 > 2 1:0.0.0 x7\n"
+              "a in B/C x2 flags 0\n"
+              "a in  x0 flags 0\n"
+              "  edge 1 1:0.0.0 > 2 1:0.0.0 x5\n");
+}
+
 // --- What adds up and what stays
 
 TEST_F(Append, edges_and_calls_that_are_new_come_to_those_that_are_there) {

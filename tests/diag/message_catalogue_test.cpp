@@ -276,6 +276,14 @@ TEST(VerifyTranslation, conversion_with_a_flag_or_width_and_no_such_end_is_the_w
     EXPECT_TRUE(passes("<%5u>", "%5u"));
 }
 
+TEST(VerifyTranslation, letters_of_either_case_and_digits_make_the_word) {
+    EXPECT_TRUE(passes("%5azAZ09/", "%5azAZ09"));
+    for (const std::string behind : {"/", ":", "@", "[", "`", "{", "~", "\xc3\xbc"})
+        EXPECT_TRUE(passes(("%5u" + behind).c_str(), "%5u")) << behind;
+    for (const std::string behind : {"0", "9", "A", "Z", "a", "z"})
+        EXPECT_FALSE(passes(("%5u" + behind).c_str(), "%5u")) << behind;
+}
+
 TEST(VerifyTranslation, long_conversion_ends_at_d_l_or_u) {
     EXPECT_TRUE(passes("%lda", "%ldb"));
     EXPECT_TRUE(passes("%lua", "%lub"));
@@ -306,6 +314,9 @@ TEST(VerifyTranslation, unknown_conversion_is_reported_for_each_text_and_compare
 
 TEST(VerifyTranslation, percent_sign_at_the_end_is_an_unknown_conversion) {
     EXPECT_EQ(captured_stderr([] { EXPECT_FALSE(passes("100", "100%")); }),
+              "error #13002: unexpected format message argument:  \n");
+    EXPECT_EQ(captured_stderr([] { EXPECT_TRUE(passes("100 %", "all %")); }),
+              "error #13002: unexpected format message argument:  \n"
               "error #13002: unexpected format message argument:  \n");
 }
 

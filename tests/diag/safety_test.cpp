@@ -100,6 +100,7 @@ TEST(PathInSourceRoot, is_the_part_behind_the_last_source_root) {
 TEST(PathInSourceRoot, path_outside_of_it_stays_whole) {
     EXPECT_STREQ(path_in_source_root("tests/a.cpp"), "tests/a.cpp");
     EXPECT_STREQ(path_in_source_root("src"), "src");
+    EXPECT_STREQ(path_in_source_root("sr/srd/srcs/a.cpp"), "sr/srd/srcs/a.cpp");
     EXPECT_STREQ(path_in_source_root(""), "");
 }
 

@@ -33,7 +33,7 @@ bool read_next_id(const DatabaseHandle& db, const TableSpec& table, std::uint32_
     const std::string sql = "SELECT ifnull((SELECT min(sf_id)" + from +
                             "), 1), ifnull((SELECT max(sf_id)" + from + "), 0)";
     TextTable ids;
-    if (!ids.read(db, sql.c_str()) || ids.row_count() != 1) return false;
+    if (!ids.read(db, sql.c_str())) return false;
     const std::int64_t largest = diag::decimal_prefix(ids.cell(0, 1));
     next = static_cast<std::uint32_t>(largest) + 1;
     return diag::decimal_prefix(ids.cell(0, 0)) >= 0 && largest < id_limit;

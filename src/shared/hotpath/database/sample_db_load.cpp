@@ -162,7 +162,8 @@ bool SampleDB::read_full_records(FunctionRecordSet& set, FunctionRecordFactory& 
     // A statement that stands on a row holds the file's read lock, which each of the two reads for
     // each function would otherwise take and give back.
     SqlStatement lock;
-    if (lock.prepare(db(), "SELECT sf_id FROM sf_functions")) lock.step();
+    lock.prepare(db(), "SELECT sf_id FROM sf_functions");
+    lock.step();
     for (int i = 0; i < table.row_count(); ++i) {
         const FunctionRow row(table, i);
         if (!has_valid_file(row, files)) return false;

@@ -49,13 +49,8 @@ constexpr std::array<ColumnSpec, 5> calls_columns{{
 }};
 
 const char* declared_type(ColumnKind kind) {
-    switch (kind) {
-        case ColumnKind::PrimaryKey: return "INTEGER PRIMARY KEY";
-        case ColumnKind::Int32:
-        case ColumnKind::Int64: return "INTEGER";
-        case ColumnKind::Text: return "TEXT";
-    }
-    return "";
+    if (kind == ColumnKind::Text) return "TEXT";
+    return kind == ColumnKind::PrimaryKey ? "INTEGER PRIMARY KEY" : "INTEGER";
 }
 
 }  // namespace

@@ -2,6 +2,9 @@
 
 #include <sqlite3.h>
 
+#include <array>
+#include <cinttypes>
+#include <cstdio>
 #include <new>
 #include <string>
 #include <string_view>
@@ -17,20 +20,17 @@ bool traces_calls() { return (diag::trace_flags & diag::TRACE_DB_CALLS) != 0; }
 bool traces_errors() { return (diag::trace_flags & diag::TRACE_DB_ERRORS) != 0; }
 
 int open_flags(OpenMode mode) {
-    switch (mode) {
-        case OpenMode::ReadOnly: return SQLITE_OPEN_READONLY;
-        case OpenMode::ReadWrite: return SQLITE_OPEN_READWRITE;
-        case OpenMode::ReadWriteCreate: return SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
-    }
-    return SQLITE_OPEN_READONLY;
+    if (mode == OpenMode::ReadOnly) return SQLITE_OPEN_READONLY;
+    return SQLITE_OPEN_READWRITE | (mode == OpenMode::ReadWriteCreate ? SQLITE_OPEN_CREATE : 0);
 }
 
 std::string_view text_of(const char* cell) { return cell == nullptr ? "" : cell; }
 
 // A parameter's text: "?" and its number in three digits.
 std::string parameter(const ColumnSpec& column) {
-    const std::string number = std::to_string(column.index + 1);
-    return "?" + std::string(number.size() < 3 ? 3 - number.size() : 0, '0') + number;
+    std::array<char, 16> text;
+    std::snprintf(text.data(), text.size(), "?%03" PRIu32, column.index + 1);
+    return text.data();
 }
 
 std::string condition(const ColumnSpec& column) {

@@ -189,6 +189,14 @@ TEST_F(FunctionRecordSetTest, the_last_rows_count_and_the_first_rows_id_stand_to
     EXPECT_EQ(static_cast<const FunctionRecordProxy*>(record)->function_id(), 5U);
 }
 
+TEST_F(FunctionRecordSetTest, a_proxy_comes_beside_a_record_of_its_key_which_is_still_found) {
+    FunctionRecord* const record = set.find_or_create_record("a.c", "f");
+    const FunctionRecordProxy* const proxy = set.find_or_create_proxy("a.c", "f", nullptr, 5);
+    EXPECT_EQ(proxy->function_id(), 5U);
+    EXPECT_EQ(set.size(), 2U);
+    EXPECT_EQ(set.find_record("A.C", "f"), record);
+}
+
 // A second set, whose records say which proxies `set` is to have.
 class WantedProxyTest : public FunctionRecordSetTest {
 protected:

@@ -210,6 +210,7 @@ TEST_F(FullPath, other_dots_are_ordinary_characters) {
     EXPECT_EQ("\\.A\\B.\\C..D", full("/.a/b./c..d"));
     EXPECT_EQ("\\...", full("/..."));
     EXPECT_EQ("\\...\\A", full("/.../a"));
+    EXPECT_EQ("\\A.\\B", full("/a./b"));
 }
 
 TEST_F(FullPath, two_dots_behind_a_name_cannot_be_resolved) {
