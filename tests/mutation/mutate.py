@@ -121,10 +121,12 @@ class Copy:
             self.environment["TMPDIR"] = "/dev/shm"
         shutil.copytree(ROOT, self.tree, dirs_exist_ok=True, copy_function=copy_changed,
                         ignore=shutil.ignore_patterns(".git", "build", "CMakeLists.txt"))
-        for name in ("CMakeLists.txt", "tests/CMakeLists.txt"):
-            # No file comes or goes, so there is no need to look for that at each build.
-            text = (ROOT / name).read_text().replace(" STATIC ", " SHARED ")
-            (self.tree / name).write_text(text.replace(" CONFIGURE_DEPENDS", ""))
+        for place in self.tree, *(path for path in self.tree.rglob("*") if path.is_dir()):
+            source = ROOT / place.relative_to(self.tree) / "CMakeLists.txt"
+            if source.exists():
+                # No file comes or goes, so there is no need to look for that at each build.
+                text = source.read_text().replace(" STATIC ", " SHARED ")
+                (place / source.name).write_text(text.replace(" CONFIGURE_DEPENDS", ""))
 
     def run(self, words, limit=None, **more):
         """The exit status, or None where the time was over."""
