@@ -26,6 +26,12 @@ int open_flags(OpenMode mode) {
 
 std::string_view text_of(const char* cell) { return cell == nullptr ? "" : cell; }
 
+// The path as SQLite takes it for a file's, whatever it is built for: one that may read URIs takes
+// them for names of databases even where nobody asks for it.
+std::string plain_path(std::string_view path) {
+    return (path.starts_with("file:") ? "./" : "") + std::string(path);
+}
+
 // A parameter's text: "?" and its number in three digits.
 std::string parameter(const ColumnSpec& column) {
     std::array<char, 16> text;
@@ -53,8 +59,8 @@ std::string list_of(const TableSpec& table, ColumnList columns, const char* betw
 DatabaseHandle::~DatabaseHandle() { close(); }
 
 bool DatabaseHandle::open(const char* path, OpenMode mode) {
-    const int rc =
-        sqlite3_open_v2(path, &m_connection, open_flags(mode) | SQLITE_OPEN_NOMUTEX, nullptr);
+    const int rc = sqlite3_open_v2(plain_path(path).c_str(), &m_connection,
+                                   open_flags(mode) | SQLITE_OPEN_NOMUTEX, nullptr);
     if (traces_calls()) {
         diag::trace_print("DatabaseHandle::open(%s) : %p ", path, static_cast<void*>(m_connection));
         diag::trace_print("Result = %s\n", rc == SQLITE_OK ? "SUCCESS" : "FAILED");
