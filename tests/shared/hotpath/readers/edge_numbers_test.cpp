@@ -90,6 +90,12 @@ TEST(ParseHexU64, text_behind_the_digits_is_ignored) {
               1U);
 }
 
+// The neighbours of the digits and letters in the order of the characters.
+TEST(ParseHexU64, a_character_next_to_the_digits_is_none) {
+    for (const char c : std::string_view("/:@G`g\x10\x19\x80\xb1\xc1\xff"))
+        EXPECT_EQ(hex_of(std::string("1") + c + "2"), 1U) << c;
+}
+
 TEST(ParseHexU64, white_space_and_a_sign_can_stand_in_front) {
     EXPECT_EQ(hex_of(" 1a"), 0x1AU);
     EXPECT_EQ(hex_of("\t\n\v\f\r 0x1a"), 0x1AU);
@@ -331,6 +337,11 @@ TEST(ParseCount, a_hexadecimal_prefix_without_a_digit_is_a_0_and_other_text) {
     EXPECT_EQ(count_of("0xp5"), 0U);
 }
 
+TEST(ParseCount, a_character_next_to_the_hexadecimal_digits_is_none) {
+    for (const char c : std::string_view("/:@G`g\x10\x19\x80\xb1\xc1\xff"))
+        EXPECT_EQ(count_of(std::string("0x1") + c + "2"), 1U) << c;
+}
+
 // A decimal or hexadecimal number with its usual and its unusual parts.
 std::string number_text(RandomText& random, std::string_view digits, const char* prefix,
                         const char* exponent_mark) {
@@ -351,7 +362,7 @@ std::string number_or_other_text(RandomText& random) {
         case 1: return random.of("0123456789abcdefABCDEF", 20);
         case 2: return random.of("0x1", 5) + random.of("0123456789abcdefp.-+", 8);
         case 3: return random.of("+- \t", 1) + random.of("naifty()NAIFTY", 9);
-        case 4: return random.of("01.,eExXpP+- \tnaif[]g", 10);
+        case 4: return random.of("019.,eExXpP+- \tnaifF[]/:@G`g", 10);
         case 5: return number_text(random, "0123456789abcdefABCDEF", "0x", "p");
         default: return number_text(random, "0123456789", "", "e");
     }
