@@ -4,8 +4,10 @@
 
 #include <sqlite3.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "fuzz_input.h"
 #include "shared/hotpath/database/sample_db.h"
@@ -44,7 +46,13 @@ inline std::string empty_sample_database(const char* name) {
         return path;
     }();
     const std::string path = fresh_database(name);
-    std::filesystem::copy_file(made_once, path);
+    // The fuzzer's own timer interrupts a copy now and then.
+    std::error_code failure;
+    do {
+        std::filesystem::copy_file(made_once, path,
+                                   std::filesystem::copy_options::overwrite_existing, failure);
+    } while (failure == std::errc::interrupted);
+    if (failure) std::abort();
     return path;
 }
 
