@@ -19,7 +19,7 @@ class MutateTest(unittest.TestCase):
         signs = {mutant.sign for mutant in mutate.mutants_of(mutate.FILES)}
         self.assertEqual(mutate.known_equivalents() - signs, set())
 
-    def test_a_mutant_differs_in_its_line_alone(self):
+    def test_a_mutant_changes_its_line(self):
         for mutant in mutate.mutants_of(mutate.FILES):
             self.assertNotEqual(mutant.line.rstrip("\n"), mutant.changed.rstrip("\n"))
 

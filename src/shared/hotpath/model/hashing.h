@@ -14,8 +14,14 @@ struct HashSecret {
     std::uint64_t second;
 };
 
-// The secret of this run.
-extern const HashSecret hash_secret;
+// A secret that nobody who makes a file can foretell.
+HashSecret new_secret();
+
+// The secret of this run, made at its first use, which may be in front of `main`.
+inline const HashSecret& run_secret() {
+    static const HashSecret secret = new_secret();
+    return secret;
+}
 
 struct WideProduct {
     std::uint64_t low;
@@ -42,20 +48,22 @@ constexpr WideProduct multiply(std::uint64_t a, std::uint64_t b) {
 #endif
 }
 
+// Both halves of a product in one number.
 constexpr std::uint64_t folded_product(std::uint64_t a, std::uint64_t b) {
     const WideProduct product = multiply(a, b);
     return product.low ^ product.high;
 }
 
+// The hash of two numbers in their order.
 inline std::uint64_t hash_pair(std::uint64_t a, std::uint64_t b,
-                               const HashSecret& secret = hash_secret) {
+                               const HashSecret& secret = run_secret()) {
     const WideProduct product = multiply(a ^ secret.first, b ^ secret.second);
     return folded_product(product.low ^ secret.first, product.high ^ secret.second);
 }
 
 inline std::uint64_t hash_number(std::uint64_t number) { return hash_pair(number, 0); }
 
-inline std::uint64_t hash_text(std::string_view text, const HashSecret& secret = hash_secret) {
+inline std::uint64_t hash_text(std::string_view text, const HashSecret& secret = run_secret()) {
     std::uint64_t hash = text.size();
     const char* p = text.data();
     std::size_t left = text.size();

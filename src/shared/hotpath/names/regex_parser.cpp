@@ -167,7 +167,7 @@ bool RegexParser::back_reference(RegexNode& node) {
 
 bool RegexParser::abbreviation(std::string_view definition, RegexNode& node) {
     RegexParser parser(definition, program_);
-    return parser.quantified(node);  // the definitions are ours, and correct
+    return parser.quantified(node) || fail(RegexUnexpected);
 }
 
 bool RegexParser::char_class(RegexNode& node) {

@@ -106,6 +106,17 @@ TEST(Hashing, texts_that_collide_under_one_secret_do_not_under_another) {
     EXPECT_GT(slots_under_other_secret(make_text, hash), 50U);
 }
 
+// Two runs differ at least in their time.
+TEST(Hashing, each_secret_is_another_and_a_run_keeps_its_own) {
+    const HashSecret secret = new_secret();
+    EXPECT_NE(secret.first, run_secret().first);
+    EXPECT_NE(secret.second, run_secret().second);
+    EXPECT_NE(secret.first, secret.second);
+    EXPECT_EQ(&run_secret(), &run_secret());
+    EXPECT_EQ(hash_pair(1, 2), hash_pair(1, 2, run_secret()));
+    EXPECT_EQ(hash_text("a name"), hash_text("a name", run_secret()));
+}
+
 // --- The product that they are made of
 
 TEST(Hashing, the_product_has_its_high_half) {
