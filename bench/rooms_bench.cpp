@@ -8,14 +8,14 @@
 #include <string_view>
 #include <vector>
 
-#include "shared/hotpath/database/sample_db.h"
-#include "shared/hotpath/model/function_record_factory.h"
-#include "shared/hotpath/model/function_record_set.h"
-#include "shared/hotpath/names/name_normaliser.h"
-#include "shared/hotpath/readers/edge_columns.h"
-#include "shared/hotpath/readers/edge_numbers.h"
-#include "shared/hotpath/readers/edge_stream.h"
-#include "shared/hotpath/report/dump_report.h"
+#include "hotpath/database/sample_db.h"
+#include "hotpath/model/function_record_factory_impl.h"
+#include "hotpath/model/function_record_set.h"
+#include "hotpath/names/name_normaliser.h"
+#include "hotpath/readers/edge_columns.h"
+#include "hotpath/readers/edge_numbers.h"
+#include "hotpath/readers/edge_stream.h"
+#include "hotpath/report/dump_report.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ constexpr std::string_view row =
     "_ZN6render5Atlas6insertERKNS_4PageEm,0x140001a40,0x140001a52,"
     "src/render/shaders/atlas_cache.cpp,1421,143,9,2,_ZN6render5Atlas6insertERKNS_4PageEm,23045";
 
-// The text with what the fast operations may read behind it.
+// The text, followed by what the fast operations may read.
 std::string padded(std::string_view text) {
     return std::string(text) + std::string(EdgeStream::overrun, '\0');
 }
@@ -130,7 +130,7 @@ void find_or_create_record(benchmark::State& state) {
 }
 BENCHMARK(find_or_create_record)->Arg(100)->Arg(100000);
 
-// A function with ten edges, its rows deleted and written anew inside of one transaction.
+// A function with ten edges, its rows deleted and written again inside of one transaction.
 void rewrite_function(benchmark::State& state) {
     Factory factory;
     FunctionRecordSet records(factory);

@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """Measures the program on synthetic workloads, beside what a user would pick instead.
 
-    run.py --binary PATH [--rows 1000000] [--repeat 5] [--keep DIR]
+    run.py --binary PATH [--fast PATH] [--rows 1000000] [--repeat 5] [--keep DIR]
 
 All contestants of a workload run in turn, five times each, so that the ratios hold on a busy machine. Times are
 processor times (user and system) of the child process alone; the printed figures are medians. Peak memory is the
-child's, and never reads below this script's own few megabytes.
+child's, and never reads below this script's own few megabytes. --fast names the program of the archives, which runs in
+turn with the other.
 """
 
 import argparse
@@ -23,7 +24,9 @@ HERE = pathlib.Path(__file__).resolve().parent
 
 class Bench:
     def __init__(self, options):
-        self.program = str(pathlib.Path(options.binary).resolve())
+        self.programs = {"": str(pathlib.Path(options.binary).resolve())}
+        if options.fast:
+            self.programs[", fast"] = str(pathlib.Path(options.fast).resolve())
         self.repeat = options.repeat
         self.rows = options.rows
 
@@ -60,24 +63,28 @@ class Bench:
                 pass
         return name
 
+    def runs(self, label, arguments, before=None):
+        """The contestant of each program with these arguments."""
+        return [(label + column, [program, "-nologo", *arguments], before)
+                for column, program in self.programs.items()]
+
     def report(self, name):
-        return ("report", [self.program, "-nologo", "-file", name, "-dump"], None)
+        return self.runs("report", ["-file", name, "-dump"])
 
     def job(self, inputs, label="job"):
-        return (label, [self.program, "-nologo", "-file", inputs, "-out", "out.db"],
-                lambda: remove("out.db"))
+        return self.runs(label, ["-file", inputs, "-out", "out.db"], lambda: remove("out.db"))
 
     # -- groups
 
     def compare(self, title, name):
-        contestants = [self.report(name), self.job(name)]
+        contestants = self.report(name) + self.job(name)
         if shutil.which("awk"):
             contestants.append(("awk", ["awk", "-f", str(HERE / "sum_edges.awk"), name], None))
         contestants.append(("sqlite3 import and SQL",
                             ["sqlite3", "import.db", ".read " + str(HERE / "sum_edges.sql")],
                             lambda: (remove("import.db", "edges.csv"), os.symlink(name, "edges.csv"))))
         results = self.medians(contestants)
-        self.measure(*self.job(name)[1:])
+        self.measure(*self.job(name)[0][1:])
         distinct = int(query("out.db", "SELECT count(*) FROM sf_edges"))
         say("\n%s: %d rows, %d MB, %d distinct edges" % (
             title, self.rows, os.path.getsize(name) // 1000000, distinct))
@@ -89,23 +96,22 @@ class Bench:
     def many_inputs(self):
         names = [self.edge_file("run%03d.csv" % k, self.rows // 100, "--functions",
                                 str(max(2, self.rows // 400)), "--seed", str(k)) for k in range(100)]
-        results = self.medians([self.job(";".join(names), "100 files"),
-                                self.job(self.edge_file("sorted.csv", self.rows), "one file")])
+        results = self.medians(self.job(";".join(names), "100 files") +
+                               self.job(self.edge_file("sorted.csv", self.rows), "one file"))
         say("\n100 files of one program, %d rows in all" % self.rows)
         for label, (seconds, memory) in results.items():
             say("  %-24s %7.2f s  %7.1f MB" % (label, seconds, memory / 1e6))
 
     def databases(self):
-        self.measure(*self.job(self.edge_file("sorted.csv", self.rows))[1:])
+        self.measure(*self.job(self.edge_file("sorted.csv", self.rows))[0][1:])
         shutil.copy("out.db", "base.db")
         part = self.edge_file("part.csv", self.rows // 100)
-        append = ("append of 1 %", [self.program, "-nologo", "-file", part, "-append", "target.db"],
-                  lambda: shutil.copy("base.db", "target.db"))
-        merge = ("database as input", [self.program, "-nologo", "-file", "base.db", "-out", "out.db"],
-                 lambda: remove("out.db"))
+        append = self.runs("append of 1 %", ["-file", part, "-append", "target.db"],
+                           lambda: shutil.copy("base.db", "target.db"))
+        merge = self.job("base.db", "database as input")
         functions = int(query("base.db", "SELECT count(*) FROM sf_functions"))
         say("\na database of %d functions" % functions)
-        for label, (seconds, memory) in self.medians([append, merge]).items():
+        for label, (seconds, memory) in self.medians(append + merge).items():
             say("  %-24s %7.2f s  %7.1f MB" % (label, seconds, memory / 1e6))
 
     def growth(self, order):
@@ -114,7 +120,7 @@ class Bench:
         table = {}
         for rows in sizes:
             name = self.edge_file("%s_%d.csv" % (order, rows), rows, "--order", order)
-            results = self.medians([self.report(name), self.job(name)],
+            results = self.medians(self.report(name) + self.job(name),
                                    self.repeat if rows <= self.rows else min(3, self.repeat))
             for label, (seconds, _) in results.items():
                 table.setdefault(label, []).append(seconds / rows * 1e9)
@@ -154,6 +160,7 @@ def query(database, sql):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("--binary", required=True)
+    parser.add_argument("--fast")
     parser.add_argument("--rows", type=int, default=1000000)
     parser.add_argument("--repeat", type=int, default=5)
     parser.add_argument("--keep", help="directory for the workloads; kept for the next run")

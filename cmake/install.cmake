@@ -13,17 +13,25 @@ if(UNIX)
   install(FILES completions/_edgefold COMPONENT plain
           DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
 endif()
-install(FILES CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT plain)
+install(FILES CHANGELOG.md README.md LICENSE SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT plain)
 install(FILES cmake/debian/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)
 
-# The library: `sample_reader.h` and `function_record_factory.h`, and what these two include.
-set(public_headers readers/sample_reader.h)
-foreach(header call_counts edge_exec_counts function_key function_record function_record_factory
-               function_record_proxy function_record_set hotpath_allocator index_table prefetch
-               source_position text_pool)
-  list(APPEND public_headers model/${header}.h)
-endforeach()
-list(TRANSFORM public_headers PREPEND ${PROJECT_SOURCE_DIR}/src/shared/hotpath/)
+# The second program
+if(TARGET edgescope)
+  install(TARGETS edgescope RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT scope)
+  if(UNIX)
+    install(FILES completions/edgescope.bash RENAME edgescope COMPONENT scope
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+    install(FILES completions/edgescope.fish COMPONENT scope
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+    install(FILES completions/_edgescope COMPONENT plain
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+  endif()
+endif()
+
+# The library, behind the headers of its facade.
+set(public_headers function_name.h row_reader.h sample_set.h)
+list(TRANSFORM public_headers PREPEND ${PROJECT_SOURCE_DIR}/src/hotpath/facade/)
 target_sources(hotpath PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR}/src
                               FILES ${public_headers})
 target_compile_features(hotpath PUBLIC cxx_std_20)

@@ -1,5 +1,5 @@
 # Builds for Windows on x86-64 with the MinGW-w64 compiler of a Linux system. Libraries are found in
-# EDGEFOLD_WINDOWS_LIBRARIES alone; the programs built run under Wine.
+# EDGEFOLD_CROSS_LIBRARIES alone; the programs built run under Wine.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
@@ -9,8 +9,8 @@ set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 # A program in one file: no library of the compiler's has to travel with it.
 set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
 
-list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES EDGEFOLD_WINDOWS_LIBRARIES)
-set(CMAKE_FIND_ROOT_PATH ${EDGEFOLD_WINDOWS_LIBRARIES})
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES EDGEFOLD_CROSS_LIBRARIES)
+set(CMAKE_FIND_ROOT_PATH ${EDGEFOLD_CROSS_LIBRARIES})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)

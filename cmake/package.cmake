@@ -1,5 +1,5 @@
-# The packages that CPack makes: an archive of the whole installation, and on Debian one package for
-# the tool and one for the library. The version is the project's.
+# The packages that CPack makes: on Debian one for the tool and one for the library, on Windows itself an
+# archive. The version is the project's. `./dev package` makes the archives that are released.
 set(CPACK_PACKAGE_VENDOR Velmora)
 set(CPACK_PACKAGE_CONTACT "edgefold maintainers <maintainers@edgefold.example>")
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_SOURCE_DIR}/build/packages)
@@ -11,7 +11,7 @@ set(CPACK_VERBATIM_VARIABLES ON)
 if(WIN32)
   set(CPACK_GENERATOR ZIP)
 else()
-  set(CPACK_GENERATOR TGZ DEB)
+  set(CPACK_GENERATOR DEB)
 endif()
 
 # Debian
@@ -21,7 +21,15 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME edgefold)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION devel)
-set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "libsqlite3-0 (>= 3.26)")
+if(TARGET edgescope)
+  list(APPEND CPACK_COMPONENTS_ALL scope)
+endif()
+set(CPACK_DEBIAN_SCOPE_PACKAGE_NAME edgescope)
+set(CPACK_DEBIAN_SCOPE_PACKAGE_SECTION devel)
+set(CPACK_COMPONENT_SCOPE_DESCRIPTION "Shows, checks, compares and exports sample databases
+Lists the hottest functions, edges and calls of the databases that edgefold
+writes, tells whether they are fit for use and what changed, and exports them
+for clang, callgrind, lcov and Graphviz.")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libhotpath-dev)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libsqlite3-dev (>= 3.26)")
@@ -39,16 +47,22 @@ if(NOT WIN32 AND Python3_FOUND)
   set(debian_changelog ${PROJECT_BINARY_DIR}/debian/changelog.gz)
   add_custom_command(
     OUTPUT ${debian_changelog}
-    COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/cmake/debian/make_changelog.py
+    COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/scripts/make_debian_changelog.py
             --maintainer ${CPACK_PACKAGE_CONTACT} --output ${debian_changelog}
             ${PROJECT_SOURCE_DIR}/CHANGELOG.md
-    DEPENDS CHANGELOG.md cmake/debian/make_changelog.py
+    DEPENDS CHANGELOG.md scripts/make_debian_changelog.py
     VERBATIM)
   add_custom_target(debian_changelog DEPENDS ${debian_changelog})
   install(FILES ${debian_changelog} DESTINATION share/doc/edgefold COMPONENT tool
           EXCLUDE_FROM_ALL)
   install(FILES completions/_edgefold DESTINATION share/zsh/vendor-completions COMPONENT tool
           EXCLUDE_FROM_ALL)
+  if(TARGET edgescope)
+    install(FILES ${debian_changelog} cmake/debian/copyright DESTINATION share/doc/edgescope
+            COMPONENT scope EXCLUDE_FROM_ALL)
+    install(FILES completions/_edgescope DESTINATION share/zsh/vendor-completions COMPONENT scope
+            EXCLUDE_FROM_ALL)
+  endif()
   install(FILES ${debian_changelog} cmake/debian/copyright
           DESTINATION share/doc/libhotpath-dev COMPONENT library EXCLUDE_FROM_ALL)
   install(DIRECTORY examples/hot_edges DESTINATION share/doc/libhotpath-dev/examples

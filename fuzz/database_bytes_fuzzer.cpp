@@ -6,7 +6,7 @@
 #include "database_files.h"
 #include "ended_program.h"
 #include "fuzz_input.h"
-#include "shared/hotpath/database/sample_db.h"
+#include "hotpath/database/sample_db.h"
 
 namespace {
 
@@ -46,9 +46,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::FuzzInput input(data, size);
     fuzz::fresh_database("bytes.db");
     const std::string path = fuzz::database_directory().write("bytes.db", input.rest());
-    fuzz::SqliteLimits::begin_anew();
+    fuzz::SqliteLimits::begin_again();
     read_as_input(path);
-    fuzz::SqliteLimits::begin_anew();
+    fuzz::SqliteLimits::begin_again();
     try {
         merge_into(path);
     } catch (const fuzz::ProgramEnded& end) {

@@ -10,10 +10,10 @@
 #include <system_error>
 
 #include "fuzz_input.h"
-#include "shared/hotpath/database/sample_db.h"
-#include "shared/hotpath/model/function_record_factory.h"
-#include "shared/hotpath/model/function_record_set.h"
-#include "shared/hotpath/model/hotpath_allocator.h"
+#include "hotpath/database/sample_db.h"
+#include "hotpath/model/function_record_factory_impl.h"
+#include "hotpath/model/function_record_set.h"
+#include "hotpath/model/hotpath_allocator.h"
 #include "support/scratch_directory.h"
 
 namespace fuzz {
@@ -34,8 +34,8 @@ inline std::string fresh_database(const char* name) {
     return path;
 }
 
-// The path of a sample database without samples. Making one anew each time would cost more than all
-// else that a fuzzer does with it.
+// The path of a sample database without samples. Making one again each time would cost more than
+// all else that a fuzzer does with it.
 inline std::string empty_sample_database(const char* name) {
     static const std::string made_once = [] {
         const std::string path = fresh_database("empty.db");
@@ -57,7 +57,7 @@ inline std::string empty_sample_database(const char* name) {
 }
 
 // From its making on, SQLite gets so much memory, and each connection that is opened so many steps
-// until it is told to begin anew.
+// until `begin_again`.
 class SqliteLimits {
 public:
     SqliteLimits() {
@@ -67,7 +67,7 @@ public:
     SqliteLimits(const SqliteLimits&) = delete;
     SqliteLimits& operator=(const SqliteLimits&) = delete;
 
-    static void begin_anew() { steps() = 0; }
+    static void begin_again() { steps() = 0; }
 
 private:
     static constexpr int steps_at_once = 1000;

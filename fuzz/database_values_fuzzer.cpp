@@ -9,9 +9,9 @@
 #include "database_files.h"
 #include "ended_program.h"
 #include "fuzz_input.h"
+#include "hotpath/database/sample_db.h"
 #include "naive_profile.h"
 #include "raw_database.h"
-#include "shared/hotpath/database/sample_db.h"
 
 namespace {
 

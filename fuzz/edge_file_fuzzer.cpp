@@ -6,11 +6,11 @@
 #include <vector>
 
 #include "fuzz_input.h"
+#include "hotpath/model/function_record_factory_impl.h"
+#include "hotpath/model/function_record_set.h"
+#include "hotpath/model/hotpath_allocator.h"
+#include "hotpath/readers/edge_reader.h"
 #include "naive_edge_reader.h"
-#include "shared/hotpath/model/function_record_factory.h"
-#include "shared/hotpath/model/function_record_set.h"
-#include "shared/hotpath/model/hotpath_allocator.h"
-#include "shared/hotpath/readers/edge_reader.h"
 #include "support/edge_file.h"
 
 namespace {

@@ -1,6 +1,6 @@
 #include "ended_program.h"
 
-#include "diag/safety.h"
+#include "diag/end_program.h"
 
 namespace diag {
 

@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace fuzz {
 
-// Where findings are told, also while the tool's messages go elsewhere.
+// Where findings are printed, also while the tool's messages go elsewhere.
 inline std::FILE* const findings = stderr;
 
 // Ends the run with a finding unless `holds`.

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "edgefold/input_list.h"
 #include "fuzz_input.h"
-#include "tool/input_list.h"
 
 namespace {
 

@@ -12,9 +12,9 @@
 #include <utility>
 #include <vector>
 
+#include "hotpath/names/name_normaliser.h"
+#include "hotpath/readers/edge_numbers.h"
 #include "naive_profile.h"
-#include "shared/hotpath/names/name_normaliser.h"
-#include "shared/hotpath/readers/edge_numbers.h"
 
 namespace fuzz {
 

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "shared/hotpath/model/function_record_set.h"
+#include "hotpath/model/function_record_set.h"
 #include "support/profile_text.h"
 
 namespace fuzz {
@@ -69,24 +69,24 @@ struct NaiveProfile {
 // What a profile's text says of the marks of edges and functions.
 enum class Marks { shown, left_out };
 
-inline std::string head_text(std::uint64_t count, std::uint64_t flags, Marks marks) {
-    return " x" + std::to_string(count) +
-           (marks == Marks::shown ? " flags " + std::to_string(flags) : "") + "\n";
+inline std::string head_text(const std::string& who, std::uint64_t count, std::uint64_t flags,
+                             Marks marks) {
+    return test_support::function_line(who, std::to_string(count),
+                                       marks == Marks::shown ? std::to_string(flags) : "");
 }
 
 inline std::string edge_line(const AddressPair& addresses, const NaiveEdge& edge, Marks marks) {
     const bool shown = marks == Marks::shown;
-    return "  edge " + test_support::hex_text(addresses.first) + " " +
-           test_support::position_text(edge.from) + " > " +
-           test_support::hex_text(addresses.second) + " " + test_support::position_text(edge.to) +
-           " x" + std::to_string(edge.count) + (shown && edge.entry ? " entry" : "") +
-           (shown && edge.exit ? " exit" : "") + "\n";
+    return test_support::edge_line({addresses.first, test_support::position_text(edge.from),
+                                    addresses.second, test_support::position_text(edge.to),
+                                    std::to_string(edge.count), shown && edge.entry,
+                                    shown && edge.exit});
 }
 
 inline std::string profile_text(const NaiveProfile& profile, Marks marks = Marks::shown) {
     std::string text = "runs " + std::to_string(profile.runs) + "\n";
     for (const auto& [key, function] : profile.functions) {
-        text += key + head_text(function.count, function.flags, marks);
+        text += head_text(key, function.count, function.flags, marks);
         for (const auto& [addresses, edge] : function.edges)
             text += edge_line(addresses, edge, marks);
         for (const auto& [site, call] : function.calls)
@@ -97,8 +97,8 @@ inline std::string profile_text(const NaiveProfile& profile, Marks marks = Marks
 }
 
 inline std::string record_text(const hotpath::FunctionRecord& record, Marks marks) {
-    std::string text = std::string(record.key().joined()) +
-                       head_text(record.get_exec_count(), record.function_flags(), marks);
+    std::string text = head_text(test_support::joined_text(record), record.get_exec_count(),
+                                 record.function_flags(), marks);
     // The tool has its edges by line.
     std::map<AddressPair, NaiveEdge> sorted;
     std::vector<hotpath::EdgeRecord*> edges;

@@ -1,12 +1,12 @@
 // The rewriting of function names, against a second chain: the pattern of outlined routines is
 // matched over the whole name, without any look at it before, and the other stages are written
-// anew.
+// again.
 #include <cstdlib>
 #include <string>
 
 #include "fuzz_input.h"
-#include "shared/hotpath/names/name_normaliser.h"
-#include "shared/hotpath/names/regex_matcher.h"
+#include "hotpath/names/name_normaliser.h"
+#include "hotpath/names/regex_matcher.h"
 
 namespace {
 

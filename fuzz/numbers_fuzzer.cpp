@@ -4,9 +4,9 @@
 #include <string>
 
 #include "diag/decimal_text.h"
+#include "edgefold/options.h"
 #include "fuzz_input.h"
-#include "shared/hotpath/readers/edge_numbers.h"
-#include "tool/options.h"
+#include "hotpath/readers/edge_numbers.h"
 
 namespace {
 
@@ -55,7 +55,7 @@ void check_field(std::string_view field) {
     require(hotpath::parse_count_padded(field) == count_of_library(text), "a count, quickly");
     require(diag::decimal_prefix(field) == decimal_of_library(text), "a decimal prefix");
     std::int32_t integer = 0;
-    tool::parse_integer_text(text.c_str(), integer);
+    (void)tool::parse_integer_text(text.c_str(), integer);  // the value counts here
     require(integer == integer_of_library(text), "an option's integer");
 }
 

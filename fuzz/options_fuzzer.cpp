@@ -3,10 +3,10 @@
 #include <string>
 #include <vector>
 
+#include "edgefold/options.h"
 #include "ended_program.h"
 #include "fuzz_input.h"
 #include "quiet_stderr.h"
-#include "tool/options.h"
 
 namespace {
 
@@ -80,7 +80,7 @@ std::string tool_reading(Arguments& arguments) {
         fuzz::require(end.status == 1, "the status of a usage error");
         const std::string text = messages.text();
         const std::size_t usage = text.find("\nVelmora(R)");
-        fuzz::require(usage != std::string::npos, "the usage text behind the error");
+        fuzz::require(usage != std::string::npos, "the usage text after the error");
         return text.substr(0, usage);
     }
     fuzz::require(messages.text().empty(), "silence where all options are good");

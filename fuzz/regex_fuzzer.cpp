@@ -3,8 +3,8 @@
 #include <string>
 
 #include "fuzz_input.h"
-#include "shared/hotpath/names/naive_matcher.h"
-#include "shared/hotpath/names/regex_engine.h"
+#include "hotpath/names/naive_matcher.h"
+#include "hotpath/names/regex_engine.h"
 
 namespace {
 

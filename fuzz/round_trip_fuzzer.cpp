@@ -6,8 +6,8 @@
 
 #include "database_files.h"
 #include "fuzz_input.h"
+#include "hotpath/database/sample_db.h"
 #include "naive_profile.h"
-#include "shared/hotpath/database/sample_db.h"
 
 namespace {
 

@@ -1,41 +1,29 @@
-// Prints the edges of one function of a sample database, the most taken first. Only this function's
-// edges and calls are read from the file: all others stay proxies.
+// Prints the edges and calls of one function of a sample database or an edge file, the most taken
+// first. Of a database only this function's edges and calls are read.
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
-#include <string>
 #include <vector>
 
-#include "shared/hotpath/model/function_record_factory.h"
-#include "shared/hotpath/readers/sample_reader.h"
+#include "hotpath/facade/function_name.h"
+#include "hotpath/facade/sample_set.h"
 
 using namespace hotpath;
 
-// Sets hold file names in upper case.
-static std::string upper_case(std::string text) {
-    for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    return text;
-}
-
-static void print_edges(const FunctionRecord& function) {
-    std::vector<EdgeRecord*> edges;
-    function.copy_edges(edges);
-    std::stable_sort(edges.begin(), edges.end(), [](const EdgeRecord* a, const EdgeRecord* b) {
-        return a->exec_count() > b->exec_count();
+static void print_edges(const SampledFunction& function) {
+    std::vector<SampledEdge> edges = function.edges();
+    std::stable_sort(edges.begin(), edges.end(), [](const SampledEdge& a, const SampledEdge& b) {
+        return a.exec_count > b.exec_count;
     });
-    for (const EdgeRecord* const edge : edges)
-        std::printf("%12llu  line %u > line %u\n",
-                    static_cast<unsigned long long>(edge->exec_count()), edge->from_position().line,
-                    edge->to_position().line);
+    for (const SampledEdge& edge : edges)
+        std::printf("%12llu  line %u > line %u\n", static_cast<unsigned long long>(edge.exec_count),
+                    edge.from.line, edge.to.line);
 }
 
-static void print_calls(const FunctionRecord& function) {
-    std::vector<const CallRecord*> calls;
-    function.copy_calls(calls);
-    for (const CallRecord* const call : calls)
+static void print_calls(const SampledFunction& function) {
+    for (const SampledCall& call : function.calls())
         std::printf("%12llu  line %u calls %.*s\n",
-                    static_cast<unsigned long long>(call->exec_count), call->line,
-                    static_cast<int>(call->callee_name.size()), call->callee_name.data());
+                    static_cast<unsigned long long>(call.exec_count), call.line,
+                    static_cast<int>(call.callee.size()), call.callee.data());
 }
 
 static int fail(const char* what, const char* name) {
@@ -45,18 +33,13 @@ static int fail(const char* what, const char* name) {
 
 int main(int argument_count, char** arguments) {
     if (argument_count != 4) return fail("usage:", "hot_edges DATABASE FILE FUNCTION");
-    ReaderStatus status;
-    const auto reader = create_reader(arguments[1], status);
-    if (status == ReaderStatus::cannot_open) return fail("can't open", arguments[1]);
-    if (status == ReaderStatus::no_samples) return fail("no samples in", arguments[1]);
+    SampleSet samples;
+    const SampleLoad load = samples.open(arguments[1]);
+    if (load == SampleLoad::cannot_open) return fail("can't open", arguments[1]);
+    if (load == SampleLoad::no_samples) return fail("no samples in", arguments[1]);
 
-    FunctionRecordFactoryImpl<AllocatorOnHeap> factory;
-    FunctionRecordSet functions(factory);
-    if (!reader->read_function_records(functions, factory, reader->supports_proxies()))
-        return fail("damaged:", arguments[1]);
-    const FunctionRecord* const function =
-        functions.find_record(upper_case(arguments[2]), arguments[3]);
-    if (function == nullptr) return fail("no samples of", arguments[3]);
+    const auto function = samples.find(arguments[2], normalised_function_name(arguments[3]));
+    if (!function) return fail("no samples of", arguments[3]);
     print_edges(*function);
     print_calls(*function);
     return 0;

@@ -1,18 +1,15 @@
 // Decimal numbers as the C library's text-to-integer conversions read them, on every platform
 // alike: a long of 64 bits that saturates. What a number means, and how many of its bits count, is
-// the caller's affair.
+// for the caller to know.
 #pragma once
 
 #include <cstdint>
 #include <limits>
 #include <string_view>
 
+#include "diag/ascii.h"
+
 namespace diag {
-
-// White space of the "C" locale.
-constexpr bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-
-constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 // The number that `text` begins with: white space, a sign and digits, up to the first other
 // character. 0 without digits; saturates at the range's ends.

@@ -1,8 +1,9 @@
-// The end of the program alone, so that another program over the same libraries can bring its own.
+// Nothing else stands in this file, so that another program over the same libraries can bring an
+// `end_program` of its own.
+#include "diag/end_program.h"
+
 #include <cstdio>
 #include <cstdlib>
-
-#include "diag/safety.h"
 
 namespace diag {
 

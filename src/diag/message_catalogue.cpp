@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <string>
-#include <vector>
+#include <string_view>
 
-#include "diag/reporter.h"
+#include "diag/severity.h"
 
 namespace diag {
 namespace {
@@ -18,17 +17,17 @@ constexpr std::int32_t PT_HELP = 21;
 constexpr std::int32_t CLI = 26;
 
 struct CatalogueRow {
-    std::int32_t position;
+    MessagePosition position;
     MessageRow row;
 };
 
-constexpr CatalogueRow make_row(std::int32_t position, std::int32_t id, std::string_view name,
+constexpr CatalogueRow make_row(MessagePosition position, std::int32_t id, std::string_view name,
                                 std::int32_t component, Severity severity, const char* text) {
     return {position,
             {id, name, component, 0, static_cast<std::int32_t>(severity), 0, 1, "", text, nullptr}};
 }
 
-// A row bears the name of its position.
+// A row has the name of its position.
 #define ROW(position, id, component, severity, text) \
     make_row(position, id, #position, component, Severity::severity, text)
 
@@ -102,9 +101,9 @@ constexpr std::array catalogue{
 
     ROW(VER_PLAIN_TEMPLATE, 28003, VER, text,
         "%s %s for applications running on %s%s, Version %s Build %s"),
-    ROW(VER_RIGHTS_CLAIM, 28004, VER, text,
+    ROW(VER_rights_claim, 28004, VER, text,
         "Copyright (C)"),
-    ROW(VER_RIGHTS_RESERVED, 28005, VER, text,
+    ROW(VER_rights_reserved, 28005, VER, text,
         "Velmora. All rights reserved."),
     ROW(VER_VELMORA, 28008, VER, text,
         "Velmora(R)"),
@@ -172,69 +171,20 @@ constexpr std::array catalogue{
 // clang-format on
 #undef ROW
 
-bool is_letter_or_digit(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-}
-
-bool ends_in_digit(std::string_view key) {
-    return !key.empty() && key.back() >= '0' && key.back() <= '9';
-}
-
-// The key up to and with the first of `ends` behind its first character; the whole key without one.
-std::string_view cut_behind(std::string_view key, std::string_view ends) {
-    const std::size_t end = key.find_first_of(ends, 1);
-    return end == std::string_view::npos ? key : key.substr(0, end + 1);
-}
-
-// Cuts what stands behind a "%" to the conversion that it begins with. A "%" at the text's end has
-// nothing behind it, which no conversion allows.
-std::string_view cut_key(std::string_view key) {
-    const auto begins_with_one_of = [key](std::string_view set) {
-        return !key.empty() && set.find(key.front()) != std::string_view::npos;
-    };
-    if (begins_with_one_of("cdsux")) return key.substr(0, 1);
-    if (begins_with_one_of("+-.0123456789I")) return cut_behind(key, "dfsx");
-    if (begins_with_one_of("l")) return cut_behind(key, "dlu");
-    if (!begins_with_one_of("%"))
-        report_message(Severity::error, DIAG_bad_message_arg, "format", std::string(key).c_str());
-    return key;
-}
-
-// The conversion key that `rest` begins with: any one character, then letters and digits.
-std::string_view read_key(std::string_view rest) {
-    std::size_t size = rest.empty() ? 0 : 1;
-    while (size < rest.size() && is_letter_or_digit(rest[size])) ++size;
-    return cut_key(rest.substr(0, size));
-}
-
-// All conversion keys of a template in the order of their appearance.
-std::vector<std::string_view> conversion_keys(std::string_view message) {
-    std::vector<std::string_view> keys;
-    for (std::size_t i = 0; i < message.size(); ++i) {
-        if (message[i] == '\\') {
-            ++i;
-        } else if (message[i] == '%') {
-            keys.push_back(read_key(message.substr(i + 1)));
-            i += keys.back().size();
-        }
-    }
-    return keys;
-}
-
-// True if the same keys stand in both lists, in any order.
-bool same_keys_in_any_order(const std::vector<std::string_view>& wanted,
-                            std::vector<std::string_view> given) {
-    for (const std::string_view key : wanted) {
-        const auto found = std::find(given.begin(), given.end(), key);
-        if (found == given.end()) return false;
-        given.erase(found);
-    }
+// The two conversions that `fill_in` knows.
+constexpr bool has_plain_conversions(std::string_view text) {
+    for (std::size_t i = text.find('%'); i != text.npos; i = text.find('%', i + 2))
+        if (i + 1 == text.size() || (text[i + 1] != 's' && text[i + 1] != 'd')) return false;
     return true;
 }
 
+static_assert(std::all_of(catalogue.begin(), catalogue.end(), [](const CatalogueRow& entry) {
+    return has_plain_conversions(entry.row.text);
+}));
+
 }  // namespace
 
-std::size_t find_row(std::int32_t position) {
+std::size_t find_row(MessagePosition position) {
     if (position < catalogue.front().position) return 0;
     const auto found =
         std::find_if(catalogue.begin(), catalogue.end(),
@@ -242,31 +192,13 @@ std::size_t find_row(std::int32_t position) {
     return static_cast<std::size_t>(found - catalogue.begin());
 }
 
-bool has_row(std::int32_t position) {
+bool has_row(MessagePosition position) {
     const std::size_t index = find_row(position);
     return index < catalogue.size() && catalogue[index].position == position;
 }
 
-MessageRow get_row(std::size_t index) {
-    if (index < catalogue.size()) return catalogue[index].row;
-    report_fatal(DIAG_diag_id_not_found, static_cast<std::int32_t>(index));
-}
-
-bool verify_translation(std::string_view translated, const MessageRow& row) {
-    if (translated == row.text) return true;
-    const std::vector<std::string_view> own = conversion_keys(row.text);
-    const std::vector<std::string_view> given = conversion_keys(translated);
-    if (own.size() != given.size()) return false;
-    // Numbered keys may stand in any order.
-    if (std::any_of(own.begin(), own.end(), ends_in_digit))
-        return same_keys_in_any_order(own, given);
-    return own == given;
-}
-
-std::string accepted_text(std::string_view translated, const MessageRow& row) {
-    if (verify_translation(translated, row)) return std::string(translated);
-    report_warning(DIAG_message_verify_fail, std::to_string(row.id).c_str());
-    return row.text;
+const MessageRow* row_of_index(std::size_t index) {
+    return index < catalogue.size() ? &catalogue[index].row : nullptr;
 }
 
 }  // namespace diag

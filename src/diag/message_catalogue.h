@@ -1,16 +1,15 @@
 // The table of all prose that the tool shows to its user. The code names a row by its position; the
-// user sees the row's id, which can differ from it where an older row was retired. How a row is
-// printed is the reporter's affair.
+// user sees the row's id, which can differ from it where an older row was retired. The reporter
+// prints the rows.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 namespace diag {
 
-// Position numbers of the rows that the tool uses.
+// Names a row. It is not the number that the user sees, and no number converts to it.
 enum MessagePosition : std::int32_t {
     DIAG_bad_message_arg = 13002,
     DIAG_message_verify_fail = 13003,
@@ -29,8 +28,8 @@ enum MessagePosition : std::int32_t {
     DIAG_severity_text = 13021,
     DIAG_out_of_memory = 13043,
     VER_PLAIN_TEMPLATE = 28003,
-    VER_RIGHTS_CLAIM = 28004,
-    VER_RIGHTS_RESERVED = 28005,
+    VER_rights_claim = 28004,
+    VER_rights_reserved = 28005,
     VER_VELMORA = 28007,
     VER_ARCH_VELMORA64 = 28012,
     VER_EDGEFOLD = 28029,
@@ -77,23 +76,13 @@ struct MessageRow {
 };
 
 // Index of the row that `position` means. 0, the first row, for a position in front of the first
-// row's; an index that `get_row` refuses for any other position without a row.
-std::size_t find_row(std::int32_t position);
+// row's; an index beyond the last row for any other position without a row.
+std::size_t find_row(MessagePosition position);
 
 // True if the catalogue has a row at this very position.
-bool has_row(std::int32_t position);
+bool has_row(MessagePosition position);
 
-// A copy of the row. An index at or beyond the row count ends the program with
-// `DIAG_diag_id_not_found` and the index, status 1.
-MessageRow get_row(std::size_t index);
-
-// True if `translated` may stand in place of the row's own text: it asks for the same fill-ins. A
-// conversion that isn't known is reported as `DIAG_bad_message_arg`; a failed check isn't reported
-// here.
-bool verify_translation(std::string_view translated, const MessageRow& row);
-
-// `translated` if it passes that check; if not, the row's own text, with a report of
-// `DIAG_message_verify_fail` at `warning`.
-std::string accepted_text(std::string_view translated, const MessageRow& row);
+// The row; null for an index at or beyond the row count.
+const MessageRow* row_of_index(std::size_t index);
 
 }  // namespace diag

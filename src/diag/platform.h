@@ -20,6 +20,10 @@ std::optional<std::string> wide_to_utf8(std::wstring_view text);
 // True if `path` (UTF-8) names something that exists and may be read. A directory counts.
 bool can_read(const char* path);
 
+// True if `path` (UTF-8) leads to a pipe, a socket or a device: what has no bytes to come back to,
+// and may let who opens it wait for ever.
+bool is_special_file(const char* path);
+
 // Opens a file for reading its bytes as they stand; null if that isn't possible. The caller closes
 // the stream with `std::fclose`.
 std::FILE* open_for_reading(const char* path);
@@ -38,6 +42,10 @@ std::optional<std::string> module_path();
 
 // Lets the process hold as many open files as the system ever allows it.
 void raise_open_file_limit();
+
+// Lets the stack grow to 128 MB, or as far as the system ever allows: statements of databases that
+// others made may be nested deeply.
+void raise_stack_limit();
 
 // Lets a write to a closed pipe, or past a limit on file sizes, fail like any other write, where
 // the system would rather end the process.

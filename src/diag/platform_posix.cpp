@@ -1,5 +1,6 @@
 #include <stdlib.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -105,6 +106,12 @@ std::optional<std::string> wide_to_utf8(std::wstring_view text) {
 
 bool can_read(const char* path) { return access(path, R_OK) == 0; }
 
+bool is_special_file(const char* path) {
+    struct stat status {};
+    if (stat(path, &status) != 0) return false;
+    return !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+}
+
 std::FILE* open_for_reading(const char* path) { return std::fopen(path, "rb"); }
 
 std::FILE* open_text_for_reading(const char* path) { return std::fopen(path, "r"); }
@@ -142,6 +149,15 @@ void raise_open_file_limit() {
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+void raise_stack_limit() {
+    // The system keeps so much room below the stack, however small its limit was at the start.
+    constexpr rlim_t wanted = 128 * 1024 * 1024;
+    rlimit limit{};
+    if (getrlimit(RLIMIT_STACK, &limit) != 0 || limit.rlim_cur >= wanted) return;
+    limit.rlim_cur = std::min(wanted, limit.rlim_max);
+    setrlimit(RLIMIT_STACK, &limit);
 }
 
 }  // namespace diag::platform

@@ -82,6 +82,18 @@ bool can_read(const char* path) {
     return (wide ? _waccess(wide->c_str(), read_mode) : _access(path, read_mode)) == 0;
 }
 
+bool is_special_file(const char* path) {
+    const std::optional<std::wstring> wide = utf8_to_wide(path);
+    if (!wide) return false;
+    constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const HANDLE file = CreateFileW(wide->c_str(), FILE_READ_ATTRIBUTES, share, nullptr,
+                                    OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return false;
+    const DWORD type = GetFileType(file);
+    CloseHandle(file);
+    return type == FILE_TYPE_CHAR || type == FILE_TYPE_PIPE;
+}
+
 std::FILE* open_for_reading(const char* path) { return open_in_mode(path, "rb"); }
 
 std::FILE* open_text_for_reading(const char* path) { return open_in_mode(path, "r"); }
@@ -113,5 +125,8 @@ void let_writes_fail() { SetErrorMode(GetErrorMode() | SEM_FAILCRITICALERRORS); 
 
 // The system sets no limit on what a process may open.
 void raise_open_file_limit() {}
+
+// The stack's size stands in the program's file.
+void raise_stack_limit() {}
 
 }  // namespace diag::platform

@@ -1,23 +1,15 @@
 #include "diag/reporter.h"
 
-#include <cstdarg>
-#include <cstdlib>
 #include <cstring>
-
-#include "diag/message_catalogue.h"
-#include "diag/safety.h"
+#include <string_view>
 
 namespace diag {
-
-std::uint32_t trace_flags = 0;
-std::uint32_t reader_trace_flags = 0;
-
 namespace {
 
 std::int32_t errors = 0;
 
 // The words of the severities, from `error` on.
-constexpr std::int32_t severity_words[] = {
+constexpr MessagePosition severity_words[] = {
     DIAG_severity_error,
     DIAG_severity_error_non_discretion,
     DIAG_severity_error_cmdline,
@@ -32,8 +24,9 @@ constexpr std::int32_t severity_words[] = {
 
 // A position that the catalogue doesn't have must not print another row: the caller's fill-ins
 // don't match its conversions.
-MessageRow row_at(std::int32_t position) {
-    if (!has_row(position)) report_fatal(DIAG_diag_id_not_found, position);
+MessageRow row_at(MessagePosition position) {
+    if (!has_row(position))
+        report_fatal(DIAG_diag_id_not_found, static_cast<std::int32_t>(position));
     return get_row(find_row(position));
 }
 
@@ -48,40 +41,33 @@ bool is_error(Severity severity) {
 // Only `error` among the errors shows its number.
 bool shows_number(Severity severity) { return severity == Severity::error || !is_error(severity); }
 
-// The formatted text, sized by measuring. The system's code page is UTF-8 everywhere, so the text
-// passes as it stands.
-ReporterText format_text(const char* format, std::va_list fill_ins) {
-    std::va_list again;
-    va_copy(again, fill_ins);
-    const int length = std::vsnprintf(nullptr, 0, format, again);
-    va_end(again);
-    const std::size_t size = length < 0 ? 0 : static_cast<std::size_t>(length);
+// Joins the pieces that `give_pieces` hands to the operation it is given. It is called twice: once
+// to measure, once to copy.
+template <class GivePieces>
+ReporterText join(GivePieces give_pieces) {
+    std::size_t size = 0;
+    give_pieces([&size](std::string_view piece) { size += piece.size(); });
     ReporterText text(static_cast<char*>(reporter_malloc(size + 1)));
-    text.get()[0] = '\0';
-    std::vsnprintf(text.get(), size + 1, format, fill_ins);
+    char* out = text.get();
+    give_pieces([&out](std::string_view piece) { out += piece.copy(out, piece.size()); });
+    *out = '\0';
     return text;
 }
 
 // The whole line at once, so that lines of processes that share the stream don't mix.
-ReporterText compose_line(Severity severity, const MessageRow& row, const char* text) {
-    char number[32] = "";
-    if (shows_number(severity)) std::snprintf(number, sizeof(number), " #%d", row.id);
-    const char* const word = word_of(severity);
-    const std::size_t size = std::strlen(word) + std::strlen(number) + std::strlen(text) + 4;
-    ReporterText line(static_cast<char*>(reporter_malloc(size)));
-    std::snprintf(line.get(), size, "%s%s: %s\n", word, number, text);
-    return line;
-}
-
-void report(Severity given, std::int32_t position, std::va_list fill_ins) {
-    const MessageRow row = row_at(position);
-    const Severity severity =
-        given == Severity::from_row ? static_cast<Severity>(row.severity) : given;
-    if (is_error(severity)) ++errors;
-    const ReporterText text = format_text(row.text, fill_ins);
-    std::fputs(compose_line(severity, row, text.get()).get(), stderr);
-    std::fflush(stderr);
-    if (severity == Severity::error_catastrophic) end_program(1);
+ReporterText compose_line(Severity severity, const MessageRow& row,
+                          std::span<const FillIn> fill_ins) {
+    const FillIn number(row.id);
+    return join([&](auto put) {
+        put(word_of(severity));
+        if (shows_number(severity)) {
+            put(" #");
+            put(number.text());
+        }
+        put(": ");
+        fill_in(row.text, fill_ins, put);
+        put("\n");
+    });
 }
 
 // Needs no memory, since there is none.
@@ -92,96 +78,43 @@ void report(Severity given, std::int32_t position, std::va_list fill_ins) {
     end_program(1);
 }
 
-// The message shows the low part of the size alone.
-[[noreturn]] void report_no_block(std::size_t size) {
-    report_fatal(PT_out_of_memory, static_cast<std::int32_t>(static_cast<std::uint32_t>(size)));
-}
-
-// The C library may answer a request for nothing with nothing, which is no failure.
-std::size_t at_least_one(std::size_t size) { return size == 0 ? 1 : size; }
-
 }  // namespace
 
 std::int32_t error_count() { return errors; }
 
-void report_message(Severity severity, std::int32_t position, ...) {
-    std::va_list fill_ins;
-    va_start(fill_ins, position);
-    report(severity, position, fill_ins);
-    va_end(fill_ins);
+MessageRow get_row(std::size_t index) {
+    if (const MessageRow* const row = row_of_index(index)) return *row;
+    report_fatal(DIAG_diag_id_not_found, static_cast<std::int32_t>(index));
 }
 
-void report_fatal(std::int32_t position, ...) {
-    std::va_list fill_ins;
-    va_start(fill_ins, position);
-    report(Severity::error, position, fill_ins);
-    va_end(fill_ins);
-    end_program(1);
-}
-
-void report_usage_error(int exit_status, std::int32_t position,
-                        void (*usage)(const char* program_name), const char* program_name, ...) {
-    std::va_list fill_ins;
-    va_start(fill_ins, program_name);
-    report(Severity::error, position, fill_ins);
-    va_end(fill_ins);
-    usage(program_name);
-    end_program(exit_status);
-}
-
-void report_warning(std::int32_t position, ...) {
-    std::va_list fill_ins;
-    va_start(fill_ins, position);
-    report(Severity::warning, position, fill_ins);
-    va_end(fill_ins);
-}
-
-void report_remark(std::int32_t position, ...) {
-    std::va_list fill_ins;
-    va_start(fill_ins, position);
-    report(Severity::remark, position, fill_ins);
-    va_end(fill_ins);
-}
-
-void print_message(std::FILE* stream, std::int32_t position, ...) {
+ReporterText message_text(MessagePosition position) {
     const MessageRow row = row_at(position);
-    std::va_list fill_ins;
-    va_start(fill_ins, position);
-    const ReporterText text = format_text(row.text, fill_ins);
-    va_end(fill_ins);
+    return join([&](auto put) { put(row.text); });
+}
+
+void report_with(Severity given, MessagePosition position, std::span<const FillIn> fill_ins) {
+    const MessageRow row = row_at(position);
+    const Severity severity =
+        given == Severity::from_row ? static_cast<Severity>(row.severity) : given;
+    if (is_error(severity)) ++errors;
+    std::fputs(compose_line(severity, row, fill_ins).get(), stderr);
+    std::fflush(stderr);
+    if (severity == Severity::error_catastrophic) end_program(1);
+}
+
+void print_message_with(std::FILE* stream, MessagePosition position,
+                        std::span<const FillIn> fill_ins) {
+    const MessageRow row = row_at(position);
+    const ReporterText text = join([&](auto put) {
+        fill_in(row.text, fill_ins, put);
+        put("\n");
+    });
     std::fputs(text.get(), stream);
-    std::fputc('\n', stream);
-}
-
-ReporterText message_text(std::int32_t position) {
-    const MessageRow row = row_at(position);
-    const std::size_t size = std::strlen(row.text) + 1;
-    ReporterText copy(static_cast<char*>(reporter_malloc(size)));
-    std::memcpy(copy.get(), row.text, size);
-    return copy;
-}
-
-void trace_print(const char* format, ...) {
-    std::va_list fill_ins;
-    va_start(fill_ins, format);
-    std::vfprintf(stderr, format, fill_ins);
-    va_end(fill_ins);
-}
-
-void* checked_malloc(std::size_t size) {
-    void* const block = std::malloc(at_least_one(size));
-    if (block == nullptr) report_no_block(size);
-    return block;
-}
-
-void* checked_realloc(void* block, std::size_t size) {
-    void* const resized = std::realloc(block, at_least_one(size));
-    if (resized == nullptr) report_no_block(size);
-    return resized;
 }
 
 void* reporter_malloc(std::size_t size) {
-    void* const block = std::malloc(at_least_one(size));
+    // The C library may answer a request for nothing with nothing, which is no failure.
+    void* const block = std::malloc(size == 0 ? 1 : size);
     if (block == nullptr) report_no_memory();
     return block;
 }

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdio>
+#include <cstdint>
 #include <filesystem>
 #include <ostream>
 #include <string>
@@ -15,8 +15,10 @@
 #include <vector>
 
 #include "support/file_path.h"
+#include "support/profile_lines.h"
 #include "support/program_fixture.h"
 #include "support/run_program.h"
+#include "support/schema_text.h"
 
 namespace cli {
 
@@ -37,51 +39,22 @@ inline void PrintTo(const Outcome& outcome, std::ostream* stream) {
 
 using Row = std::vector<std::string>;
 
-// "10:1.2.3" is line 10, relative line 1, column 2, discriminator 3; numbers as the file has them.
+// The position whose four numbers stand at this place of a row, as the file has them.
 inline std::string position_text(const Row& row, std::size_t first) {
-    return row[first] + ":" + row[first + 1] + "." + row[first + 2] + "." + row[first + 3];
+    return test_support::position_text(row[first], row[first + 1], row[first + 2], row[first + 3]);
 }
 
-inline std::string hex_text(const std::string& signed_decimal) {
-    char text[17];
-    std::snprintf(text, sizeof text, "%llx",
-                  static_cast<unsigned long long>(std::stoll(signed_decimal)));
-    return text;
-}
-
-// "  edge 1a 10:0.0.0 > 2b 11:0.0.0 x5 entry exit", of a whole row of the edge table.
+// The line of a whole row of the edge table.
 inline std::string edge_text(const Row& row) {
     const unsigned long flags = std::stoul(row[13]);
-    return "  edge " + hex_text(row[1]) + " " + position_text(row, 2) + " > " + hex_text(row[7]) +
-           " " + position_text(row, 8) + " x" + row[12] + ((flags & 1U) != 0 ? " entry" : "") +
-           ((flags & 2U) != 0 ? " exit" : "") + (flags > 3 ? " flags " + row[13] : "") + "\n";
-}
-
-// The statements that make a fresh database, in their order.
-inline const std::vector<std::string> schema = {
-    "CREATE TABLE sf_version (sf_key TEXT, sf_value TEXT)",
-    "CREATE TABLE sf_run_info (sf_key TEXT, sf_value TEXT)",
-    "CREATE TABLE sf_filenames (sf_id INTEGER PRIMARY KEY, sf_filename TEXT)",
-    "CREATE TABLE sf_functions (sf_id INTEGER PRIMARY KEY, sf_func_name TEXT, sf_file_id INTEGER, "
-    "sf_exec_count INTEGER, sf_flags INTEGER)",
-    "CREATE TABLE sf_edges (sf_from_func_id INTEGER, sf_from_address INTEGER, sf_from_abs_line "
-    "INTEGER, sf_from_rel_line INTEGER, sf_from_column INTEGER, sf_from_discr INTEGER, "
-    "sf_to_func_id INTEGER, sf_to_bb_end_address INTEGER, sf_to_abs_line INTEGER, sf_to_rel_line "
-    "INTEGER, sf_to_column INTEGER, sf_to_discr INTEGER, sf_exec_count INTEGER, sf_flags INTEGER)",
-    "CREATE TABLE sf_calls (sf_from_func_id INTEGER, sf_from_abs_line INTEGER, sf_from_rel_line "
-    "INTEGER, sf_to_func_name TEXT, sf_exec_count INTEGER)",
-    "INSERT INTO sf_version (sf_key, sf_value) VALUES('schema_version', '1')",
-    "INSERT INTO sf_version (sf_key, sf_value) VALUES('filename_columns', '2')",
-    "INSERT INTO sf_version (sf_key, sf_value) VALUES('functions_columns', '5')",
-    "INSERT INTO sf_version (sf_key, sf_value) VALUES('edges_columns', '14')",
-    "INSERT INTO sf_version (sf_key, sf_value) VALUES('calls_columns', '5')",
-    "CREATE INDEX idx1 ON sf_edges(sf_from_func_id)",
-    "CREATE INDEX idx2 ON sf_calls(sf_from_func_id)"};
-
-inline std::string schema_text() {
-    std::string text = "BEGIN;";
-    for (const std::string& statement : schema) text += statement + ";";
-    return text + "COMMIT;";
+    const auto address = [](const std::string& text) {
+        return static_cast<std::uint64_t>(std::stoll(text));
+    };
+    std::string line = test_support::edge_line({address(row[1]), position_text(row, 2),
+                                                address(row[7]), position_text(row, 8), row[12],
+                                                (flags & 1U) != 0, (flags & 2U) != 0});
+    if (flags > 3) line.insert(line.size() - 1, " flags " + row[13]);  // the tool writes no others
+    return line;
 }
 
 class CliTest : public test_support::ProgramTest {
@@ -111,7 +84,7 @@ protected:
     // Makes a sample database without the program, and runs the statements on it. Nothing waits
     // for the disk here, which makes it far quicker than a run with "-out".
     void make_database(const std::string& name, const std::string& statements = "") const {
-        execute(name, schema_text() + statements);
+        execute(name, "BEGIN;" + test_support::schema_sql() + "COMMIT;" + statements);
     }
 
     // The rows of a query, one line per row, with "|" between the cells.
@@ -133,13 +106,13 @@ protected:
                    "SELECT f.sf_id, sf_func_name, IFNULL(sf_filename, 'NO FILE'), f.sf_exec_count, "
                    "sf_flags FROM sf_functions f LEFT JOIN sf_filenames n ON n.sf_id = sf_file_id "
                    "ORDER BY f.sf_id")) {
-            text += row[1] + " in " + row[2] + " x" + row[3] + " flags " + row[4] + "\n";
+            text += test_support::function_line(row[1] + " in " + row[2], row[3], row[4]);
             for (const Row& edge : query(database, "SELECT * FROM sf_edges WHERE sf_from_func_id=" +
                                                        row[0] + " ORDER BY rowid"))
                 text += edge_text(edge);
             for (const Row& call : query(database, "SELECT * FROM sf_calls WHERE sf_from_func_id=" +
                                                        row[0] + " ORDER BY rowid"))
-                text += "  call " + call[3] + " " + call[1] + ":" + call[2] + " x" + call[4] + "\n";
+                text += test_support::call_line(call[3], call[1], call[2], call[4]);
         }
         return text;
     }
@@ -167,7 +140,7 @@ protected:
 
     std::vector<std::pair<std::string, std::string>> environment_;  // beside what is there anyway
     std::string program_ = test_support::program_path();
-    std::string name_;         // what the program is told to be its name, if that isn't its path
+    std::string name_;         // the name that the program is given, if that isn't its path
     std::string preparation_;  // shell commands run before the program in its process, if any
 
 private:
@@ -250,7 +223,7 @@ inline const std::string ten_columns =
     "DestinationEndOfBlockAddress,DestinationSourceFile,DestinationSourceLine,"
     "DestinationFunctionMangled,HitCount\n";
 
-// The same with `EntryBlock` behind them.
+// The same with `EntryBlock` after them.
 inline const std::string entry_columns =
     ten_columns.substr(0, ten_columns.size() - 1) + ",EntryBlock\n";
 

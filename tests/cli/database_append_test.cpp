@@ -68,7 +68,7 @@ TEST_F(Append, an_input_with_a_header_alone_counts_as_a_run) {
 
 // --- Which function is which
 
-TEST_F(Append, other_functions_and_files_are_added_behind) {
+TEST_F(Append, other_functions_and_files_are_added_at_the_end) {
     EXPECT_EQ(
         appended(one_edge_rows, ten_columns + "1,x,a.c,1,e,2,a.c,1,e,1\n1,x,b.c,1,f,2,b.c,1,f,"
                                               "2\n"),
@@ -402,6 +402,12 @@ TEST_F(AppendFiles, of_two_equal_file_rows_the_lower_id_is_taken) {
 TEST_F(AppendFiles, a_new_file_row_gets_the_next_id) {
     EXPECT_EQ(files_after("INSERT INTO sf_filenames VALUES(9, 'B.C');"), "9|B.C\n10|A.C\n");
     EXPECT_EQ(file_of_function(), "10\n");
+}
+
+TEST_F(AppendFiles, a_file_id_of_2_to_the_31st_is_like_others) {
+    EXPECT_EQ(files_after("INSERT INTO sf_filenames VALUES(2147483648, 'B.C');"),
+              "2147483648|B.C\n2147483649|A.C\n");
+    EXPECT_EQ(file_of_function(), "-2147483647\n");
 }
 
 TEST_F(AppendFiles, a_file_row_that_is_no_text_is_not_the_file) {

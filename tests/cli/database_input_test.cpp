@@ -165,7 +165,7 @@ TEST_F(DatabaseInput, without_a_run_count_adds_no_run) {
     EXPECT_EQ(runs("together.db"), "num_runs|0\n");
 }
 
-TEST_F(DatabaseInput, a_call_without_a_callee_is_passed_over) {
+TEST_F(DatabaseInput, a_call_without_a_callee_is_skipped) {
     make_database("in.db", one_edge_rows +
                                "INSERT INTO sf_calls VALUES(1, 1, 0, 'g', 4), "
                                "(1, 1, 0, NULL, 5), (1, 2, 0, 'g', 6);");
@@ -201,7 +201,16 @@ TEST_F(DatabaseInput, a_huge_file_id_costs_no_memory) {
               "g in  x8 flags 0\n");
 }
 
-TEST_F(DatabaseInput, rows_of_edges_without_a_function_are_passed_over) {
+TEST_F(DatabaseInput, a_file_id_of_2_to_the_31st_is_like_others) {
+    make_database("in.db",
+                  "INSERT INTO sf_filenames VALUES(1, 'A.C'), (2147483648, 'B.C');"
+                  "INSERT INTO sf_functions VALUES(1, 'f', 1, 7, 0), (2, 'g', -2147483648, 8, 0);");
+    EXPECT_EQ(together("in.db"),
+              "f in A.C x7 flags 0\n"
+              "g in B.C x8 flags 0\n");
+}
+
+TEST_F(DatabaseInput, rows_of_edges_without_a_function_are_skipped) {
     make_database("in.db",
                   one_edge_rows +
                       "INSERT INTO sf_edges SELECT 77, 1, 1, 0, 0, 0, 1, 1, 1, 0, 0, 0, 1, 0;"

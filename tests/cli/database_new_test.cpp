@@ -15,26 +15,16 @@ protected:
     }
 };
 
+// The row of a table that this statement of the schema makes.
+std::string table(const std::string& name, std::size_t statement) {
+    return "table|" + name + "|" + name + "|" + std::string(test_support::schema[statement]) + "\n";
+}
+
 TEST_F(NewDatabase, has_six_tables_and_two_indexes_with_these_texts) {
     make(one_edge);
     EXPECT_EQ(rows("x", "SELECT type, name, tbl_name, sql FROM sqlite_master ORDER BY rowid"),
-              "table|sf_version|sf_version|" + schema[0] +
-                  "\n"
-                  "table|sf_run_info|sf_run_info|" +
-                  schema[1] +
-                  "\n"
-                  "table|sf_filenames|sf_filenames|" +
-                  schema[2] +
-                  "\n"
-                  "table|sf_functions|sf_functions|" +
-                  schema[3] +
-                  "\n"
-                  "table|sf_edges|sf_edges|" +
-                  schema[4] +
-                  "\n"
-                  "table|sf_calls|sf_calls|" +
-                  schema[5] +
-                  "\n"
+              table("sf_version", 0) + table("sf_run_info", 1) + table("sf_filenames", 2) +
+                  table("sf_functions", 3) + table("sf_edges", 4) + table("sf_calls", 5) +
                   "index|idx1|sf_edges|CREATE INDEX idx1 ON sf_edges(sf_from_func_id)\n"
                   "index|idx2|sf_calls|CREATE INDEX idx2 ON sf_calls(sf_from_func_id)\n");
 }

@@ -121,12 +121,12 @@ TEST_F(EdgeFile, a_last_line_without_lf_counts) {
     EXPECT_EQ(profile_of(one_edge.substr(0, one_edge.size() - 1)), one_edge_profile);
 }
 
-TEST_F(EdgeFile, blank_lines_and_lines_of_separators_are_passed_over) {
+TEST_F(EdgeFile, blank_lines_and_lines_of_separators_are_skipped) {
     EXPECT_EQ(profile_of(ten_columns + "\n,,,,,,,,,,,,\n\r\n10,Cond,a.c,1,f,20,a.c,2,f,5\n\n"),
               one_edge_profile);
 }
 
-TEST_F(EdgeFile, a_short_row_is_passed_over_without_leaving_a_record) {
+TEST_F(EdgeFile, a_short_row_is_skipped_without_leaving_a_record) {
     EXPECT_EQ(profile_of(ten_columns + "10,Cond,a.c,1,f,20,a.c,2,f\n"), "");
 }
 
@@ -169,7 +169,7 @@ TEST_F(EdgeFile, a_bracketed_field_may_hold_separators_and_keeps_its_brackets) {
 }
 
 TEST_F(EdgeFile, the_character_behind_a_bracketed_field_is_skipped_whatever_it_is) {
-    // The "y" is dropped, and the "," behind it ends an empty field: one column more.
+    // The "y" is dropped, and the "," after it ends an empty field: one column more.
     EXPECT_EQ(profile_of("X,Y,Z," + ten_columns + "x,[a,b]y,10,Cond,a.c,1,f,20,a.c,2,f,5\n"),
               one_edge_profile);
     EXPECT_EQ(profile_of("X,Y," + ten_columns + "x,[a,b]10,10,Cond,a.c,1,f,20,a.c,2,f,5\n"),
@@ -422,7 +422,7 @@ TEST_F(EdgeFile, marks_go_by_addresses_and_so_reach_any_function) {
               "g in B.C x5 flags 0\n");
 }
 
-TEST_F(EdgeFile, a_passed_over_call_marks_nothing) {
+TEST_F(EdgeFile, a_skipped_call_marks_nothing) {
     EXPECT_EQ(profile_of(one_edge + "30,Call,a.c,3,f,10,b.c,2,NA,5\n"), one_edge_profile);
 }
 
@@ -532,7 +532,7 @@ TEST_F(EdgeFile, zeros_and_offset_lines_set_no_flag) {
               "  edge 10 1:7.0.0 > 20 2:8.0.0 x5\n");
 }
 
-TEST_F(EdgeFile, rows_that_are_passed_over_set_flags_all_the_same) {
+TEST_F(EdgeFile, rows_that_are_skipped_set_flags_all_the_same) {
     EXPECT_EQ(profile_of(position_columns + "10,Cond,a.c,-1,f,20,a.c,2,f,5,0,0,1,0,0,0\n"
                                             "10,Other,a.c,1,f,20,a.c,2,g,5,0,0,0,0,1,0\n"),
               "f in A.C x0 flags 3\n");

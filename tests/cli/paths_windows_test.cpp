@@ -34,7 +34,7 @@ TEST_F(Paths, differ_in_more_than_the_case_of_their_letters) {
                  "error #30094: File, X, already exists. Use -append option to update it.\n"}));
 }
 
-// Patterns are the shell's affair elsewhere; here nobody's.
+// Elsewhere the shell expands patterns; here nothing does.
 TEST_F(Paths, are_no_patterns) {
     write("a.csv", one_edge);
     EXPECT_EQ(run_plain({"-file", "*.csv", "-dump"}),

@@ -57,11 +57,10 @@ protected:
             const std::string& type = types[random.below(types.size())];
             const std::size_t from = random.below(40);
             const std::size_t to = type == "Cond" ? from : random.below(40);
-            text += hex_text(std::to_string(static_cast<std::int64_t>(random.bits()))) + "," +
-                    type + "," + file(from) + "," + number(random, 32) + "," + function(from) +
-                    "," + hex_text(std::to_string(static_cast<std::int64_t>(random.bits()))) + "," +
-                    file(to) + "," + number(random, 32) + "," + function(to) + "," +
-                    number(random, 63);
+            text += test_support::hex_text(random.bits()) + "," + type + "," + file(from) + "," +
+                    number(random, 32) + "," + function(from) + "," +
+                    test_support::hex_text(random.bits()) + "," + file(to) + "," +
+                    number(random, 32) + "," + function(to) + "," + number(random, 63);
             for (const unsigned bits : {32, 32, 16, 16, 16, 16}) text += "," + number(random, bits);
             text += "\n";
         }

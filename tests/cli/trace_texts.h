@@ -41,7 +41,8 @@ inline const std::string no_version_read =
 
 inline std::string schema_executed() {
     std::string text;
-    for (const std::string& statement : schema) text += executed(statement);
+    for (const std::string_view statement : test_support::schema)
+        text += executed(std::string(statement));
     return text;
 }
 

@@ -1,4 +1,4 @@
-// The tool ends by `_Exit`, behind which no counts of a coverage build would be written: this
+// The tool ends by `_Exit`, after which no counts of a coverage build would be written: this
 // stands between, by the linker's `--wrap`.
 extern "C" {
 void __gcov_dump();

@@ -5,9 +5,10 @@
 
 Of four rounds, two append to a database in the safe mode, one creates one in the safe mode, and one
 appends in the quick mode. In the safe mode a database holds what it held before the merge or what it
-holds after it, and a file whose creation was cut short is refused until its version rows are
-there. In the quick mode a file may be damaged, but later runs on it come to an end. Exit status 1 if
-that doesn't hold.
+holds after it, once the next writer has recovered it. Until then it is refused as an input or gives
+one of these two states. A file whose creation was cut short is refused until its version rows are
+there; from then on it is accepted, with or without its indexes. In the quick mode a file may be
+damaged, but later runs on it come to an end. Exit status 1 if that doesn't hold.
 """
 
 import argparse
@@ -28,7 +29,8 @@ HEADER = ("FromAddress,TypeOfBranch,FromSourceFile,FromSourceLine,FromFunctionMa
           "DestinationFunctionMangled,HitCount\n")
 INCOMPATIBLE = ("error #30096: File, %s, already exists, but is not compatible with this version. "
                 "Delete and regenerate.\n")
-# What a creation writes, step by step. Behind the last version row the file is a database.
+REFUSED = "warning #30095: Unable to read hardware sampling data from '%s'\n"
+# What a creation writes, step by step. After the last version row the file is a database.
 STEPS = ["sf_version", "sf_run_info", "sf_filenames", "sf_functions", "sf_edges", "sf_calls",
          "schema_version=1", "filename_columns=2", "functions_columns=5", "edges_columns=14",
          "calls_columns=5", "idx1", "idx2"]
@@ -159,12 +161,25 @@ class Loop:
         process.kill()
         process.communicate()
 
+    def read_as_input(self, name):
+        """What a merge gets of a file, or None where it refuses it."""
+        self.remove("read.db")
+        status, error = self.run(["-file", name, "-out", "read.db"], QUICK)
+        if error == REFUSED % name:
+            expect(status == 0 and not self.exists("read.db"), "a refused input was merged")
+            return None
+        expect((status, error) == (0, ""), "as an input: %s" % ((status, error),))
+        return look(self.path("read.db"))[0]
+
+    def remove(self, *names):
+        for name in names:
+            if self.exists(name):
+                os.remove(self.path(name))
+
     # --- Appending --------------------------------------------------------------------------------
 
     def restore(self):
-        for name in ("x.db-journal", "x.db"):
-            if self.exists(name):
-                os.remove(self.path(name))
+        self.remove("x.db-journal", "x.db")
         shutil.copy(self.path("base.db"), self.path("x.db"))
 
     def prepare_appending(self, functions):
@@ -172,13 +187,14 @@ class Loop:
         self.write("base.csv", edge_file(range(functions), 12))
         # Half of it updates what is there, half is new.
         self.write("more.csv", edge_file(range(functions // 2, functions * 3 // 2), 14))
-        if self.exists("base.db"):
-            os.remove(self.path("base.db"))
+        self.remove("base.db")
         self.run_well(["-file", "base.csv", "-out", "base.db"], QUICK)
         self.restore()
         self.before, self.runs_before = look(self.path("x.db"))
+        self.read_before = self.read_as_input("x.db")
         self.run_well(["-file", "more.csv", "-append", "x.db"], SAFE)
         self.after, self.runs_after = look(self.path("x.db"))
+        self.read_after = self.read_as_input("x.db")
         expect(self.before != self.after, "the merge changes nothing")
         self.measure_appending()
 
@@ -186,28 +202,37 @@ class Loop:
         words = ["-file", "more.csv", "-append", "x.db"]
         self.ends = {mode: self.duration(words, mode, self.restore) for mode in (SAFE, QUICK)}
 
+    def kill_appending(self, mode):
+        words = ["-file", "more.csv", "-append", "x.db"]
+        if self.dice.random() < 0.5:
+            self.kill_after(words, mode, self.ends[mode])
+        else:
+            self.kill_while_growing(words, mode, "x.db")
+
     def append_safely(self):
         self.restore()
-        self.kill_after(["-file", "more.csv", "-append", "x.db"], SAFE, self.ends[SAFE])
+        self.kill_appending(SAFE)
         has_journal = self.exists("x.db-journal")
+        read = self.read_as_input("x.db")
+        expect(read in (self.read_before, self.read_after) or (read is None and has_journal),
+               "a killed file gives the next merge something else")
         # The next run takes back what was begun; it adds a run of its own.
         self.run_well(["-file", "none.csv", "-append", "x.db"], SAFE)
         found, runs = look(self.path("x.db"))
         expect(found in (self.before, self.after), "neither the state before nor the one after")
         counted = runs == self.runs_after + 1
-        # The counter's row is deleted before it is written anew.
+        # The counter's row is deleted before it is written again.
         expect(counted or runs in (self.runs_before + 1, 1), "run count %s" % runs)
         expect(found == self.before or counted, "merged, but not counted")
+        expect(self.read_as_input("x.db") == (self.read_before if found == self.before
+                                              else self.read_after), "recovered, but read otherwise")
+        self.seen["killed file as an input, safe"]["refused" if read is None else "read"] += 1
         self.seen["append, safe"]["after" if found == self.after else
                                   "within" if counted and has_journal else "before"] += 1
 
     def append_quickly(self):
         self.restore()
-        words = ["-file", "more.csv", "-append", "x.db"]
-        if self.dice.random() < 0.5:
-            self.kill_after(words, QUICK, self.ends[QUICK])
-        else:
-            self.kill_while_growing(words, QUICK, "x.db")
+        self.kill_appending(QUICK)
         shutil.copy(self.path("x.db"), self.path("killed.db"))
         try:
             found, _ = look(self.path("killed.db"))
@@ -225,15 +250,14 @@ class Loop:
     # --- Creating ---------------------------------------------------------------------------------
 
     def remove_new(self):
-        for name in ("new.db", "new.db-journal", "looked.db", "looked.db-journal"):
-            if self.exists(name):
-                os.remove(self.path(name))
+        self.remove("new.db", "new.db-journal", "looked.db", "looked.db-journal")
 
     def prepare_creating(self):
         self.write("few.csv", edge_file(range(40), 12))
         words = ["-file", "few.csv", "-out", "new.db"]
         self.created = self.duration(words, SAFE, self.remove_new)
         self.whole, _ = look(self.path("new.db"))
+        self.read_whole = self.read_as_input("new.db")
         expect(steps_in(self.path("new.db")) == STEPS, "the schema isn't the known one")
 
     def create_safely(self):
@@ -247,6 +271,11 @@ class Loop:
                 shutil.copy(self.path(name), self.path(name.replace("new", "looked")))
         steps = steps_in(self.path("looked.db"))
         expect(steps == STEPS[:len(steps)], "no prefix of the schema: %s" % steps)
+        has_journal = self.exists("new.db-journal")
+        read = self.read_as_input("new.db")
+        expect(read is not None or has_journal or len(steps) < USABLE, "a usable file is refused")
+        expect(read is None or read[1:] == [[]] * 4 or read == self.read_whole,
+               "a killed creation gives the next merge something else")
         later = self.run(["-file", "none.csv", "-append", "new.db"], SAFE)
         if len(steps) < USABLE:
             expect(later == (1, INCOMPATIBLE % "new.db"), "with %s: %s" % (steps, later))
@@ -256,7 +285,8 @@ class Loop:
         found, _ = look(self.path("new.db"))
         is_empty = found[1:] == [[]] * 4
         expect(is_empty or found == self.whole, "neither empty nor whole")
-        self.seen["create, safe"]["with the schema" if is_empty else "after"] += 1
+        state = "with the schema" if is_empty else "after"
+        self.seen["create, safe"]["without indexes" if len(steps) < len(STEPS) else state] += 1
 
 
 def main():

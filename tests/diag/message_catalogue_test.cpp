@@ -6,16 +6,19 @@
 #include <iterator>
 #include <limits>
 #include <string>
+#include <type_traits>
 
 #include "diag/reporter.h"
-#include "support/captured_stderr.h"
 
 namespace diag {
 namespace {
 
-using test_support::captured_stderr;
 using testing::Eq;
 using testing::ExitedWithCode;
+
+constexpr MessagePosition position_of(std::int32_t number) {
+    return static_cast<MessagePosition>(number);
+}
 
 // What the catalogue holds, spelled out a second time.
 struct ExpectedRow {
@@ -54,8 +57,8 @@ constexpr ExpectedRow expected_rows[] = {
     {13043, 13043, "DIAG_out_of_memory", 5, error, "out of memory"},
     {28003, 28003, "VER_PLAIN_TEMPLATE", 19, text,
      "%s %s for applications running on %s%s, Version %s Build %s"},
-    {28004, 28004, "VER_RIGHTS_CLAIM", 19, text, "Copyright (C)"},
-    {28005, 28005, "VER_RIGHTS_RESERVED", 19, text, "Velmora. All rights reserved."},
+    {28004, 28004, "VER_rights_claim", 19, text, "Copyright (C)"},
+    {28005, 28005, "VER_rights_reserved", 19, text, "Velmora. All rights reserved."},
     {28007, 28008, "VER_VELMORA", 19, text, "Velmora(R)"},
     {28012, 28014, "VER_ARCH_VELMORA64", 19, text, "Velmora(R) 64"},
     {28029, 28031, "VER_EDGEFOLD", 19, text, "Quillon sampling merge tool"},
@@ -118,19 +121,11 @@ constexpr ExpectedRow expected_rows[] = {
      "ignoring option '%s%s'; argument must be integer"},
 };
 
-MessageRow row_with(const char* row_text) {
-    return {30097, "PT_edgefold_no_files", 20, 0, 6, 0, 1, "", row_text, nullptr};
-}
-
-bool passes(const char* translated, const char* built_in) {
-    return verify_translation(translated, row_with(built_in));
-}
-
 TEST(MessageCatalogue, each_position_has_its_row) {
     for (const ExpectedRow& expected : expected_rows) {
         SCOPED_TRACE(expected.name);
-        ASSERT_TRUE(has_row(expected.position));
-        const MessageRow row = get_row(find_row(expected.position));
+        ASSERT_TRUE(has_row(position_of(expected.position)));
+        const MessageRow row = get_row(find_row(position_of(expected.position)));
         EXPECT_EQ(row.id, expected.id);
         EXPECT_EQ(row.name, expected.name);
         EXPECT_EQ(row.component, expected.component);
@@ -142,7 +137,7 @@ TEST(MessageCatalogue, each_position_has_its_row) {
 TEST(MessageCatalogue, rows_have_neither_kinds_level_tag_nor_log_text_and_are_enabled) {
     for (const ExpectedRow& expected : expected_rows) {
         SCOPED_TRACE(expected.name);
-        const MessageRow row = get_row(find_row(expected.position));
+        const MessageRow row = get_row(find_row(position_of(expected.position)));
         EXPECT_EQ(row.kinds, 0U);
         EXPECT_EQ(row.level, 0);
         EXPECT_EQ(row.enabled, 1);
@@ -154,7 +149,11 @@ TEST(MessageCatalogue, rows_have_neither_kinds_level_tag_nor_log_text_and_are_en
 TEST(MessageCatalogue, rows_stand_in_the_order_of_their_positions_without_gaps) {
     std::size_t index = 0;
     for (const ExpectedRow& expected : expected_rows)
-        EXPECT_EQ(find_row(expected.position), index++) << expected.name;
+        EXPECT_EQ(find_row(position_of(expected.position)), index++) << expected.name;
+}
+
+TEST(MessageCatalogue, no_number_is_taken_for_a_position) {
+    EXPECT_FALSE((std::is_convertible_v<std::int32_t, MessagePosition>));
 }
 
 TEST(MessageCatalogue, code_names_each_row_by_its_position) {
@@ -195,17 +194,17 @@ TEST(MessageCatalogue, code_names_each_row_by_its_position) {
 }
 
 TEST(MessageCatalogue, position_in_front_of_all_segments_gives_the_first_row) {
-    EXPECT_EQ(find_row(12999), 0U);
-    EXPECT_EQ(find_row(0), 0U);
-    EXPECT_EQ(find_row(-1), 0U);
-    EXPECT_EQ(find_row(std::numeric_limits<std::int32_t>::min()), 0U);
+    EXPECT_EQ(find_row(position_of(12999)), 0U);
+    EXPECT_EQ(find_row(position_of(0)), 0U);
+    EXPECT_EQ(find_row(position_of(-1)), 0U);
+    EXPECT_EQ(find_row(position_of(std::numeric_limits<std::int32_t>::min())), 0U);
 }
 
 TEST(MessageCatalogue, position_of_another_tool_has_no_row) {
     for (const std::int32_t position :
          {-1,    0,     12999, 13000, 13004, 13044, 27999, 28000, 28008, 28031, 29999,
           30002, 30072, 30100, 30156, 30396, 30449, 30452, 30458, 32499, 32503, 2147483647})
-        EXPECT_FALSE(has_row(position)) << position;
+        EXPECT_FALSE(has_row(position_of(position))) << position;
 }
 
 TEST(MessageCatalogueDeathTest, index_at_or_beyond_the_row_count_ends_the_program) {
@@ -219,146 +218,9 @@ TEST(MessageCatalogueDeathTest, index_at_or_beyond_the_row_count_ends_the_progra
 
 TEST(MessageCatalogueDeathTest, index_of_an_unknown_position_is_refused) {
     for (const std::int32_t position : {13044, 29999, 30002, 32503, 2147483647})
-        EXPECT_EXIT(get_row(find_row(position)), ExitedWithCode(1),
+        EXPECT_EXIT(get_row(find_row(position_of(position))), ExitedWithCode(1),
                     Eq("error #13005: diagnostic with id #48 not found\n"))
             << position;
-}
-
-TEST(VerifyTranslation, equal_text_passes_unread) {
-    EXPECT_EQ(captured_stderr([] { EXPECT_TRUE(passes("%q", "%q")); }), "");
-}
-
-TEST(VerifyTranslation, text_without_conversions_may_say_anything) {
-    EXPECT_TRUE(passes("Innerer Fehler.", "Internal error."));
-    EXPECT_TRUE(passes("", "Internal error."));
-}
-
-TEST(VerifyTranslation, same_conversions_in_the_same_order_pass) {
-    EXPECT_TRUE(passes("<%s> <%d>", "%s and %d"));
-}
-
-TEST(VerifyTranslation, conversions_in_another_order_fail) {
-    EXPECT_FALSE(passes("%d and %s", "%s and %d"));
-}
-
-TEST(VerifyTranslation, another_number_of_conversions_fails) {
-    EXPECT_FALSE(passes("nothing", "%s"));
-    EXPECT_FALSE(passes("%s%s", "%s"));
-    EXPECT_FALSE(passes("%s", "nothing"));
-}
-
-TEST(VerifyTranslation, another_conversion_fails) { EXPECT_FALSE(passes("%d", "%s")); }
-
-TEST(VerifyTranslation, backslash_hides_the_next_character) {
-    EXPECT_TRUE(passes("nothing", "\\%s"));
-    EXPECT_TRUE(passes("%s", "\\\\%s"));
-    EXPECT_TRUE(passes("nothing", "ends in \\"));
-}
-
-TEST(VerifyTranslation, plain_conversion_is_one_character) {
-    EXPECT_TRUE(passes("%cer %der %ser %uer %xer", "%c %d %s %u %x"));
-    EXPECT_TRUE(passes("%s1", "%s2"));
-}
-
-TEST(VerifyTranslation, conversion_with_a_flag_or_width_ends_at_d_f_s_or_x) {
-    EXPECT_TRUE(passes("%-10sa", "%-10sb"));
-    EXPECT_TRUE(passes("%+da", "%+db"));
-    EXPECT_TRUE(passes("%.3fa", "%.3fb"));
-    EXPECT_TRUE(passes("%08xa", "%08xb"));
-    EXPECT_TRUE(passes("%9sa", "%9sb"));
-    EXPECT_TRUE(passes("%I64da", "%I64db"));
-    EXPECT_FALSE(passes("%-10s", "%-11s"));
-}
-
-TEST(VerifyTranslation, conversion_with_a_flag_or_width_and_no_such_end_is_the_whole_word) {
-    EXPECT_FALSE(passes("%5ua", "%5u"));
-    EXPECT_FALSE(passes("%I64ua", "%I64u"));
-    EXPECT_TRUE(passes("<%5u>", "%5u"));
-}
-
-TEST(VerifyTranslation, letters_of_either_case_and_digits_make_the_word) {
-    EXPECT_TRUE(passes("%5azAZ09/", "%5azAZ09"));
-    for (const std::string behind : {"/", ":", "@", "[", "`", "{", "~", "\xc3\xbc"})
-        EXPECT_TRUE(passes(("%5u" + behind).c_str(), "%5u")) << behind;
-    for (const std::string behind : {"0", "9", "A", "Z", "a", "z"})
-        EXPECT_FALSE(passes(("%5u" + behind).c_str(), "%5u")) << behind;
-}
-
-TEST(VerifyTranslation, long_conversion_ends_at_d_l_or_u) {
-    EXPECT_TRUE(passes("%lda", "%ldb"));
-    EXPECT_TRUE(passes("%lua", "%lub"));
-    EXPECT_FALSE(passes("%ld", "%lu"));
-    EXPECT_FALSE(passes("%lxa", "%lxb"));
-}
-
-TEST(VerifyTranslation, second_l_of_a_long_conversion_ends_it) {
-    EXPECT_TRUE(passes("%lld", "%llu"));
-}
-
-TEST(VerifyTranslation, percent_sign_stands_with_the_word_behind_it) {
-    EXPECT_TRUE(passes("100%% of it", "all %%"));
-    EXPECT_TRUE(passes("<%%d>", "%%d"));
-    EXPECT_FALSE(passes("%%d", "%%"));
-    EXPECT_FALSE(passes("%d", "%%d"));
-}
-
-TEST(VerifyTranslation, unknown_conversion_is_reported_for_each_text_and_compared) {
-    const std::int32_t errors = error_count();
-    EXPECT_EQ(captured_stderr([] { EXPECT_TRUE(passes("a %q7z", "b %q7z")); }),
-              "error #13002: unexpected format message argument:  q7z\n"
-              "error #13002: unexpected format message argument:  q7z\n");
-    EXPECT_EQ(error_count(), errors + 2);
-    EXPECT_EQ(captured_stderr([] { EXPECT_FALSE(passes("%s", "%p")); }),
-              "error #13002: unexpected format message argument:  p\n");
-}
-
-TEST(VerifyTranslation, percent_sign_at_the_end_is_an_unknown_conversion) {
-    EXPECT_EQ(captured_stderr([] { EXPECT_FALSE(passes("100", "100%")); }),
-              "error #13002: unexpected format message argument:  \n");
-    EXPECT_EQ(captured_stderr([] { EXPECT_TRUE(passes("100 %", "all %")); }),
-              "error #13002: unexpected format message argument:  \n"
-              "error #13002: unexpected format message argument:  \n");
-}
-
-TEST(VerifyTranslation, numbered_conversions_may_stand_in_any_order) {
-    EXPECT_TRUE(passes("%2 %1", "%1 %2"));
-    EXPECT_TRUE(passes("%1 %d %s", "%s %d %1"));
-}
-
-TEST(VerifyTranslation, numbered_conversion_is_struck_out_once_found) {
-    EXPECT_FALSE(passes("%1 %2", "%1 %1"));
-    EXPECT_TRUE(passes("%1 %2 %1", "%1 %1 %2"));
-}
-
-TEST(VerifyTranslation, numbered_conversion_that_is_missing_fails) {
-    EXPECT_FALSE(passes("%1 %3", "%1 %2"));
-}
-
-TEST(VerifyTranslation, numbers_in_the_translation_alone_free_no_order) {
-    EXPECT_FALSE(passes("%1 %s", "%s %d"));
-}
-
-TEST(VerifyTranslation, failure_is_not_reported_by_the_check_itself) {
-    EXPECT_EQ(captured_stderr([] { EXPECT_FALSE(passes("%d", "%s")); }), "");
-}
-
-TEST(AcceptedText, translation_that_passes_is_used) {
-    EXPECT_EQ(captured_stderr([] {
-                  EXPECT_EQ(accepted_text("Datei %s fehlt.", row_with("No file %s.")),
-                            "Datei %s fehlt.");
-              }),
-              "");
-}
-
-TEST(AcceptedText, own_text_stands_for_a_translation_that_fails_and_a_warning_tells_the_id) {
-    const std::int32_t errors = error_count();
-    EXPECT_EQ(captured_stderr([] {
-                  EXPECT_EQ(accepted_text("Datei %d fehlt.", row_with("No file %s.")),
-                            "No file %s.");
-              }),
-              "warning #13003: message verification failed for: 30097; "
-              "reverting to internal message\n");
-    EXPECT_EQ(error_count(), errors);
 }
 
 }  // namespace

@@ -2,7 +2,9 @@
 // limits of a process.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 
@@ -75,6 +77,55 @@ TEST(PlatformLimits, soft_limit_of_open_files_is_raised_to_the_hard_one) {
     EXPECT_EQ(raised.rlim_cur, before.rlim_max);
     EXPECT_EQ(raised.rlim_max, before.rlim_max);
     EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+}
+
+TEST(PlatformSpecialFile, pipes_and_devices_are_special) {
+    const ScratchDirectory directory;
+    const std::string pipe = directory.path("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_TRUE(is_special_file(pipe.c_str()));
+    std::filesystem::create_symlink("pipe", directory.path("link"));
+    EXPECT_TRUE(is_special_file(directory.path("link").c_str()));
+    EXPECT_TRUE(is_special_file("/dev/null"));
+}
+
+TEST(PlatformSpecialFile, files_directories_and_what_is_not_there_are_not) {
+    const ScratchDirectory directory;
+    const std::string file = directory.write("file", "");
+    EXPECT_FALSE(is_special_file(file.c_str()));
+    EXPECT_FALSE(is_special_file(directory.path().c_str()));
+    EXPECT_FALSE(is_special_file(directory.path("gone").c_str()));
+    std::filesystem::create_symlink("file", directory.path("link"));
+    EXPECT_FALSE(is_special_file(directory.path("link").c_str()));
+}
+
+constexpr rlim_t wanted_stack = 128 * 1024 * 1024;
+
+rlim_t raised_stack_limit(rlim_t soft) {
+    rlimit limit{};
+    EXPECT_EQ(getrlimit(RLIMIT_STACK, &limit), 0);
+    const rlimit before = limit;
+    limit.rlim_cur = soft;
+    EXPECT_EQ(setrlimit(RLIMIT_STACK, &limit), 0);
+    raise_stack_limit();
+    EXPECT_EQ(getrlimit(RLIMIT_STACK, &limit), 0);
+    EXPECT_EQ(limit.rlim_max, before.rlim_max);
+    setrlimit(RLIMIT_STACK, &before);
+    return limit.rlim_cur;
+}
+
+TEST(PlatformStackLimit, is_raised_as_far_as_the_system_allows) {
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_STACK, &limit), 0);
+    EXPECT_EQ(raised_stack_limit(std::min<rlim_t>(limit.rlim_max, 8 * 1024 * 1024)),
+              std::min(limit.rlim_max, wanted_stack));
+}
+
+TEST(PlatformStackLimit, is_never_lowered) {
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_STACK, &limit), 0);
+    if (limit.rlim_max <= wanted_stack) GTEST_SKIP() << "the hard limit leaves no room";
+    EXPECT_EQ(raised_stack_limit(wanted_stack + 4096), wanted_stack + 4096);
 }
 
 }  // namespace

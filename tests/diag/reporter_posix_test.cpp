@@ -1,5 +1,4 @@
-// The reporter without memory, since the process's limit on it can be lowered here, and what is
-// lost where a process ends at once.
+// The reporter without memory, since the process's limit on it can be lowered here.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -50,19 +49,10 @@ TEST(MessageTextDeathTest, copy_without_memory_for_it_is_catastrophic) {
     if (UNDER_ADDRESS_SANITIZER) GTEST_SKIP() << "the sanitizer needs memory of its own";
     const auto copy_without_memory = [] {
         exhaust_memory();
-        message_text(PT_edgefold_help_opts);
+        const ReporterText text = message_text(PT_edgefold_help_opts);
     };
     EXPECT_EXIT(copy_without_memory(), ExitedWithCode(1),
                 Eq("catastrophic error: out of memory\n"));
-}
-
-TEST(TracePrintDeathTest, text_is_not_flushed) {
-    const auto trace_and_stop = [] {
-        std::setvbuf(stderr, nullptr, _IOFBF, BUFSIZ);
-        trace_print("lost");
-        std::_Exit(0);
-    };
-    EXPECT_EXIT(trace_and_stop(), ExitedWithCode(0), Eq(""));
 }
 
 }  // namespace

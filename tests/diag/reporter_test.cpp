@@ -5,10 +5,9 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <string>
 
-#include "diag/message_catalogue.h"
+#include "diag/trace.h"
 #include "support/address_sanitizer.h"
 #include "support/captured_stderr.h"
 
@@ -194,7 +193,8 @@ TEST(ReportMessageDeathTest, unknown_position_ends_the_program) {
     for (const std::int32_t position : {-1, 0, 12999, 13000, 13001, 13004, 30002, 32503}) {
         const std::string line =
             "error #13005: diagnostic with id #" + std::to_string(position) + " not found\n";
-        EXPECT_EXIT(report_message(Severity::warning, position), ExitedWithCode(1), Eq(line));
+        EXPECT_EXIT(report_message(Severity::warning, static_cast<MessagePosition>(position)),
+                    ExitedWithCode(1), Eq(line));
     }
 }
 
@@ -295,7 +295,7 @@ TEST(PrintMessage, very_long_fill_in_is_printed_whole) {
 }
 
 TEST(PrintMessageDeathTest, unknown_position_ends_the_program) {
-    EXPECT_EXIT(print_message(stderr, 30002), ExitedWithCode(1),
+    EXPECT_EXIT(print_message(stderr, static_cast<MessagePosition>(30002)), ExitedWithCode(1),
                 Eq("error #13005: diagnostic with id #30002 not found\n"));
 }
 
@@ -306,90 +306,8 @@ TEST(MessageText, is_the_unformatted_text_of_the_row) {
 }
 
 TEST(MessageTextDeathTest, unknown_position_ends_the_program) {
-    EXPECT_EXIT(message_text(28008), ExitedWithCode(1),
+    EXPECT_EXIT((void)message_text(static_cast<MessagePosition>(28008)), ExitedWithCode(1),
                 Eq("error #13005: diagnostic with id #28008 not found\n"));
-}
-
-TEST(TraceFlags, are_clear_at_the_start) {
-    EXPECT_EQ(trace_flags, 0U);
-    EXPECT_EQ(reader_trace_flags, 0U);
-}
-
-TEST(TraceFlags, bits_are_fixed) {
-    EXPECT_EQ(TRACE_DB_ERRORS, 1U);
-    EXPECT_EQ(TRACE_DB_CALLS, 2U);
-    EXPECT_EQ(TRACE_DB_LOAD, 4U);
-    EXPECT_EQ(TRACE_DB_STORE, 8U);
-}
-
-TEST(TracePrint, adds_no_newline_and_counts_nothing) {
-    const std::int32_t before = error_count();
-    EXPECT_EQ(captured_stderr([] {
-                  trace_print("SampleDB::open_writable(%s)", "a%sb");
-                  trace_print(": %u\n", 7U);
-              }),
-              "SampleDB::open_writable(a%sb): 7\n");
-    EXPECT_EQ(error_count(), before);
-}
-
-TEST(TraceFlags, bits_of_the_readers_are_fixed) {
-    EXPECT_EQ(READER_TRACE_CHOICE, 1U);
-    EXPECT_EQ(READER_TRACE_RECORDS, 4096U);
-}
-
-TEST(CheckedMalloc, gives_a_block_of_the_size) {
-    void* const block = checked_malloc(100);
-    ASSERT_NE(block, nullptr);
-    std::memset(block, 'x', 100);
-    std::free(block);
-}
-
-TEST(CheckedMalloc, gives_a_block_for_nothing_too) {
-    void* const block = checked_malloc(0);
-    EXPECT_NE(block, nullptr);
-    std::free(block);
-}
-
-TEST(CheckedMallocDeathTest, size_that_cannot_be_had_ends_the_program) {
-    EXPECT_EXIT(checked_malloc(0x4000000000000005), ExitedWithCode(1),
-                last_words("error #30072: Out of memory, trying to allocate 5.\n"));
-}
-
-TEST(CheckedMallocDeathTest, size_above_31_bits_shows_as_its_low_part_with_its_sign) {
-    EXPECT_EXIT(checked_malloc(0x400000007FFFFFFF), ExitedWithCode(1),
-                last_words("error #30072: Out of memory, trying to allocate 2147483647.\n"));
-    EXPECT_EXIT(checked_malloc(0x4000000080000000), ExitedWithCode(1),
-                last_words("error #30072: Out of memory, trying to allocate -2147483648.\n"));
-    EXPECT_EXIT(checked_malloc(std::numeric_limits<std::size_t>::max()), ExitedWithCode(1),
-                last_words("error #30072: Out of memory, trying to allocate -1.\n"));
-}
-
-TEST(CheckedRealloc, keeps_what_the_block_held) {
-    auto* block = static_cast<char*>(checked_malloc(4));
-    std::memcpy(block, "abc", 4);
-    block = static_cast<char*>(checked_realloc(block, 10000));
-    EXPECT_STREQ(block, "abc");
-    std::free(block);
-}
-
-TEST(CheckedRealloc, of_no_block_gives_a_new_one) {
-    void* const block = checked_realloc(nullptr, 16);
-    ASSERT_NE(block, nullptr);
-    std::memset(block, 'x', 16);
-    std::free(block);
-}
-
-TEST(CheckedRealloc, gives_a_block_for_nothing_too) {
-    void* const block = checked_realloc(checked_malloc(16), 0);
-    EXPECT_NE(block, nullptr);
-    std::free(block);
-}
-
-TEST(CheckedReallocDeathTest, size_that_cannot_be_had_ends_the_program) {
-    void* const block = checked_malloc(16);
-    EXPECT_EXIT(checked_realloc(block, 0x4000000080000001), ExitedWithCode(1),
-                last_words("error #30072: Out of memory, trying to allocate -2147483647.\n"));
-    std::free(block);
 }
 
 TEST(ReporterMalloc, gives_a_block_of_the_size) {
@@ -406,7 +324,7 @@ TEST(ReporterMalloc, gives_a_block_for_nothing_too) {
 }
 
 TEST(ReporterMallocDeathTest, size_that_cannot_be_had_is_catastrophic) {
-    EXPECT_EXIT(reporter_malloc(0x4000000000000000), ExitedWithCode(1),
+    EXPECT_EXIT((void)reporter_malloc(0x4000000000000000), ExitedWithCode(1),
                 last_words("catastrophic error: out of memory\n"));
 }
 

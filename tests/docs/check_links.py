@@ -52,7 +52,7 @@ def problem_of(path, link):
 
 
 def documents_below(root):
-    """The Markdown files, without a look into what is passed over: there files come and go."""
+    """The Markdown files, without those in skipped folders, where files come and go."""
     paths = []
     for place, directories, files in os.walk(root):
         directories[:] = [name for name in directories if name not in PASSED_OVER]

@@ -90,7 +90,7 @@ class CheckLinks(unittest.TestCase):
         self.assertEqual(self.problems(a="[b](c.md) [c](b.md#three)", b="# Two\n"),
                          (2, ["a.md: c.md: no such file", "a.md: b.md#three: no such heading"]))
 
-    def test_code_and_the_web_are_passed_over(self):
+    def test_code_and_the_web_are_skipped(self):
         self.assertEqual(self.problems(a="`[b](c.md)` [w](https://example.org/x)\n```\n[b](c.md)\n```\n"), (1, []))
 
     def test_comments_in_code_are_no_headings(self):

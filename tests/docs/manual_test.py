@@ -82,7 +82,7 @@ class Manual(unittest.TestCase):
                                 "the program has no such message")
 
     def test_each_option_is_explained_once_in_alphabetical_order(self):
-        table = (SOURCES / "tool/options.cpp").read_text(encoding="utf-8")
+        table = (SOURCES / "edgefold/options.cpp").read_text(encoding="utf-8")
         options = re.findall(r'^    \{"(\w+)", OptionKind::', table, flags=re.M)
         self.assertEqual(len(options), 9)
         self.assertEqual([term.split()[0] for term in terms(section("Options"))],

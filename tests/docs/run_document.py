@@ -3,16 +3,16 @@
 
     run_document.py --binary EDGEFOLD DOCUMENT...
 
-The commands of a document run one after the other in one shell, with the program and tools/ in the PATH, in a
+The commands of a document run one after the other in one shell, with the program and producers/ in the PATH, in a
 scratch copy of examples/ (a document below examples/ in the copy of its own folder).
 
   ```sh       commands; each block must succeed
-  ```console  commands behind "$ ", continued behind "> ", each followed by what it prints on both streams; a line
+  ```console  commands after "$ ", continued after "> ", each followed by what it prints on both streams; a line
               "..." stands for any lines. A command that prints what is shown may fail, any other must succeed
   ```sql      statements that SQLite must take, block after block, in an empty database
 
-A block behind the comment <!-- not run: REASON --> is only parsed. The commands of a comment <!-- first: COMMANDS -->
-run unseen before the block behind it: they make what the reader would have. A document with a comment <!-- needs: PROGRAM...
+A block after the comment <!-- not run: REASON --> is only parsed. The commands of a comment <!-- first: COMMANDS -->
+run unseen before the block that follows: they make what the reader would have. A document with a comment <!-- needs: PROGRAM...
 --> is skipped (exit status 77) where one of the programs is missing.
 """
 
@@ -96,7 +96,7 @@ def parse_error(command):
 
 def run(pieces, place, path):
     """(exit status, output) of each piece"""
-    # Of several commands in a piece none may fail, the last failure's status is told.
+    # Of several commands in a piece none may fail; the status of the last failure is reported.
     script = "".join("echo '%s'; failure=0; trap 'failure=$?' ERR; eval %s </dev/null 2>&1; trap - ERR; "
                      "printf '\\n%s %%d\\n' $failure\n" % (MARK, shlex.quote(piece.command), MARK)
                      for piece in pieces)
@@ -165,7 +165,7 @@ def main():
     parser.add_argument("documents", nargs="+", type=pathlib.Path)
     options = parser.parse_args()
     program = pathlib.Path(options.binary).resolve()
-    path = os.pathsep.join([str(program.parent), str(PROJECT / "tools"), os.environ["PATH"]])
+    path = os.pathsep.join([str(program.parent), str(PROJECT / "producers"), os.environ["PATH"]])
     examples = PROJECT / "examples"
     failed = False
     for document in options.documents:

@@ -1,4 +1,4 @@
-"""What a run has to say and to leave behind, told from the failures in its log.
+"""What a run has to say and to leave, as it follows from the failures in its log.
 
 Two tables hold the knowledge: whom a failed call of SQLite reaches, and who was refused memory.
 Where a failure goes unnoticed the table says why; a failure that no row knows fails the test.
@@ -57,7 +57,7 @@ def preparation(effect):
     ]
 
 
-NO_MORE_ROWS = "not told from the end of the rows"
+NO_MORE_ROWS = "looks like the end of the rows"
 NO_CALLEE = "a call without a callee is skipped"
 LOST_READS = (NO_MORE_ROWS, NO_CALLEE)
 
@@ -95,6 +95,7 @@ TARGET_RULES = VERSION + preparation("internal") + load("internal") + [
     ("S", "BEGIN TRANSACTION", "unnoticed", "not looked at: each row commits by itself"),
     ("S", "END TRANSACTION", "unnoticed", "not looked at: what wasn't committed is lost"),
     ("X", "PRAGMA encoding", "unnoticed", "rows are searched for, not remembered"),
+    ("X", "PRAGMA data_version", "unnoticed", "rows are searched for, not remembered"),
     ("X", "SELECT ", "unnoticed", "rows are searched for, not remembered"),
     ("S", "SELECT * FROM sf_filenames", "unnoticed", "like a file that isn't there: it is added"),
     ("S", "INSERT INTO  sf_filenames", "merge failed", "a function without its file"),
@@ -107,7 +108,7 @@ TARGET_RULES = VERSION + preparation("internal") + load("internal") + [
     ("S", "INSERT INTO  sf_calls", "unnoticed", "not looked at: the call is lost"),
 ]
 
-# --- What `-trace 1` tells of them ----------------------------------------------------------------
+# --- What `-trace 1` says of them -----------------------------------------------------------------
 
 ANY = "\0"  # stands for any text in a line
 
@@ -130,7 +131,7 @@ CREATION_TRACES = {
 # Beginnings of the texts that are prepared, and executed, without a word about their failure.
 SILENT = {
     "P": ("SELECT * FROM sf_version", "SELECT * FROM sf_run_info", "SELECT MAX(", "SELECT sf_id "),
-    "X": ("PRAGMA encoding", "SELECT "),
+    "X": ("PRAGMA encoding", "PRAGMA data_version", "SELECT "),
 }
 
 
@@ -196,7 +197,7 @@ class Event:
 
 
 class Unexplained(Exception):
-    """A failure that no row of the tables knows, or a run that went on behind its end."""
+    """A failure that no row of the tables knows, or a run that went on after its end."""
 
 
 def effect_of(event, rules):
@@ -217,7 +218,7 @@ def found_after_insert(event, before):
 
 
 class Verdict:
-    """How the use of one connection ended: `effect`, what `-trace 1` tells, the failures that
+    """How the use of one connection ended: `effect`, what `-trace 1` says, the failures that
     nobody noticed, and whether the run count was read."""
 
     def __init__(self, events, rules):
@@ -263,14 +264,14 @@ class Verdict:
             self.check_rest(rest)
 
     def check_transaction(self, events):
-        """A transaction comes to its end, also behind a failure."""
+        """A transaction comes to its end, also after a failure."""
         texts = [event.sql for event in events if event.kind == "S"]
         if (self.effect in ("done", "merge failed") and "BEGIN TRANSACTION" in texts
                 and texts.count("END TRANSACTION") != 1):
             raise Unexplained("the transaction wasn't ended")
 
     def check_rest(self, rest):
-        """Nothing goes on behind a failure but what ends it."""
+        """Nothing goes on after a failure but what ends it."""
         for event in rest:
             goes_on = {"no version": event.sql.startswith("SELECT * FROM sf_version"),
                        "merge failed": event.sql == "END TRANSACTION"}.get(self.effect, False)

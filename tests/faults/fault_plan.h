@@ -17,7 +17,7 @@ namespace faults {
 // Who is asked: the C heap by the tool and the libraries beneath it, SQLite's heap, SQLite's files.
 enum class Source { tool, sqlite, open, read, write, truncate, sync, size, lock, remove, access };
 
-// Counts a call of this source, and tells whether it has to fail.
+// Counts a call of this source. True if it has to fail.
 bool fails(Source source);
 
 // The result code of failing calls of the file layer.

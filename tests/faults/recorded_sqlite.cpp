@@ -1,5 +1,5 @@
 // Each call of the tool to SQLite goes through here on its way, by the linker's doing, and its
-// result is written to the log: what a run should say is told from that.
+// result is written to the log: what a run should say follows from that.
 //
 //     O  connection  code  flags                       opened; a failed one has a number, too
 //     P  connection  code  autocommit  text            prepared

@@ -182,7 +182,7 @@ def report_without_database(place, case, runs):
 
 
 def expected_report(place, case, wanted, is_database_read):
-    """Standard output, or nothing where it can't be told."""
+    """Standard output, or nothing where it isn't known."""
     if "-dump" not in case.flow.arguments or (wanted.status != 0 and case.flow.target is not None):
         return ""
     if wanted.lost_input:
@@ -195,7 +195,7 @@ def expected_report(place, case, wanted, is_database_read):
 
 def same_error(wanted, got):
     """Equal texts, but for the source line in front of an assertion, and for names in traces."""
-    place = r"shared/hotpath/[a-z_/]+(\.cpp)?:[0-9]+ "
+    place = r"hotpath/[a-z_/]+(\.cpp)?:[0-9]+ "
     pattern = re.escape(wanted).replace("ASSERTX", place + "ASSERTX", 1)
     pattern = pattern.replace(re.escape(expectation.ANY), "[^\n]*")
     return re.fullmatch(pattern, got) is not None
@@ -430,7 +430,7 @@ def sweep(binary, kind, options):
                 print(f"{case.flow.name}, {case.mode}, {case.source}:{case.number}:{case.how}:"
                       f"{case.code}: " + "; ".join(text[:600] for text in problems))
     place.remove()
-    print(f"{kind}: {len(cases)} runs, {failed} not as they have to be, "
+    print(f"{kind}: {len(cases)} runs, {failed} not as expected, "
           f"{time.monotonic() - began:.1f} s")
     if options.verbose:
         for reason, count in unnoticed.most_common():
@@ -448,7 +448,7 @@ def main():
     parser.add_argument("--offset", type=int, default=0)
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     parser.add_argument("--show", type=int, default=20, help="failures that are printed")
-    parser.add_argument("--verbose", action="store_true", help="tells what passed unnoticed")
+    parser.add_argument("--verbose", action="store_true", help="print what passed unnoticed")
     options = parser.parse_args()
     binary = os.path.abspath(options.binary)
     results = [sweep(binary, kind, options) for kind in options.sources.split(",")]

@@ -4,20 +4,22 @@
     fleet_test.py EDGEFOLD
 """
 
+import contextlib
 import os
 import pathlib
 import random
 import shutil
+import signal
 import sqlite3
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 EDGEFOLD = pathlib.Path(sys.argv[1]).resolve()
 EXAMPLES = pathlib.Path(__file__).resolve().parent.parent.parent / "examples"
 FLEET = EXAMPLES / "fleet"
-SKIPPED = 77
 
 HEADER = ("FromAddress,TypeOfBranch,FromSourceFile,FromSourceLine,FromFunctionMangled,"
           "DestinationEndOfBlockAddress,DestinationSourceFile,DestinationSourceLine,"
@@ -87,26 +89,49 @@ class Fleet(unittest.TestCase):
             self.assertGreater(len(rows), 0)
             self.assertEqual(rows, self.query(other, sql))
 
+    def make(self, *words):
+        return self.run_command(["make", "-f", FLEET / "Makefile", "RUNS=runs", *words, "merged.db"])
+
+    def array_task(self, task, first, last, count, step=1):
+        return self.run_command(["bash", FLEET / "merge-array.sbatch", "parts"],
+                                SLURM_ARRAY_TASK_ID=str(task), SLURM_ARRAY_TASK_MIN=str(first),
+                                SLURM_ARRAY_TASK_MAX=str(last), SLURM_ARRAY_TASK_COUNT=str(count),
+                                SLURM_ARRAY_TASK_STEP=str(step))
+
+    def list_groups(self, paths, group):
+        return subprocess.run([FLEET / "list-groups", "parts", str(group)], cwd=self.place, text=True,
+                              input="".join(str(path) + "\n" for path in paths), capture_output=True, check=False)
+
+    def assert_refused(self, done, text, out="out.db"):
+        """The command failed with this text, and left no result and nothing half done."""
+        self.assertNotEqual(done.returncode, 0)
+        self.assertIn(text, done.stderr)
+        self.assertEqual([path.name for path in self.place.glob(out + "*")], [])
+
+    def sums(self, database):
+        return dict(line.split() for line in (self.place / (database + ".sums")).read_text().splitlines())
+
+    def runs_of(self, database):
+        return int(self.query(database, "SELECT sf_value FROM sf_run_info")[0][0])
+
     def test_each_script_gives_the_content_of_one_merge(self):
         runs = self.runs_of_programs(11)
         one = self.merge("one.db", *runs)
         self.assertEqual(self.query(one, "SELECT sf_value FROM sf_run_info"), [("11",)])
         self.assert_same_content(one, self.tree("parallel.db", runs, 2))
-        self.succeed(["make", "-s", "-f", FLEET / "Makefile", "-j2", "RUNS=runs", "GROUP=4", "merged.db"])
+        self.assertEqual(self.make("-j2", "GROUP=4").returncode, 0)
         self.assert_same_content(one, "merged.db")
-        self.write("list.txt", "\n".join(runs) + "\n")
-        (self.place / "shares").mkdir()
-        for task in range(7):  # of which the last has nothing to do
-            self.succeed(["bash", FLEET / "merge-array.sbatch", "list.txt", "shares"],
-                         SLURM_ARRAY_TASK_ID=str(task), SLURM_ARRAY_TASK_COUNT="7")
-        shares = sorted("shares/" + share.name for share in (self.place / "shares").iterdir())
-        self.assertEqual(len(shares), 6)
-        self.succeed(["merge-group", "slurm.db", *shares])
+        shutil.rmtree(self.place / "parts")
+        self.assertEqual(self.list_groups(runs, 2).returncode, 0)
+        for task in range(4):
+            self.assertEqual(self.array_task(task, 0, 3, 4).returncode, 0)
+        self.succeed(["merge-group", "slurm.db", "--parts", "parts"])
         self.assert_same_content(one, "slurm.db")
 
     def test_absolute_paths_are_taken(self):
         self.write("a.csv", HEADER + edge_row(5, 1))
-        self.tree(self.place / "out.db", [self.place / "a.csv", self.place / "a.csv"], 2)
+        self.write("b.csv", HEADER + edge_row(5, 1))
+        self.tree(self.place / "out.db", [self.place / "a.csv", self.place / "b.csv"], 2)
         self.assertEqual(self.query("out.db", EDGES), [(0x10, 0x20, 5, 2, 0)])
 
     def test_tree_adds_no_marks_and_may_lose_those_that_the_last_input_lacks(self):
@@ -144,19 +169,303 @@ class Fleet(unittest.TestCase):
         second = self.merge("second.db", new, old)
         self.assertEqual(self.query(self.merge("tree.db", old, second), EDGES), [(0x10, 0x20, 5, 1, 0)])
 
-    def test_group_without_a_readable_input_fails_the_tree(self):
-        self.write("a.csv", HEADER + edge_row(5, 1))
-        done = self.run_command(["merge-tree", "out.db", "a.csv", "missing1.csv", "missing2.csv", "a.csv"], GROUP="2")
-        self.assertEqual(done.returncode, 0, done.stderr)  # each group has one
-        self.assertEqual(self.query("out.db", "SELECT sf_value FROM sf_run_info"), [("2",)])
-        done = self.run_command(["merge-tree", "out2.db", "a.csv", "a.csv", "missing1.csv", "missing2.csv"], GROUP="2")
+    # What merge-group refuses
+
+    def edge_file(self, name, line=5, hits=1):
+        return self.write(name, HEADER + edge_row(line, hits))
+
+    def group(self, *words):
+        return self.run_command(["merge-group", "out.db", *words])
+
+    def test_names_of_any_kind_are_taken(self):
+        names = ["a;b.csv", 'quote".csv', "back\\slash.csv", "ends in \\", "apostrophe's.csv", "-dash.csv", "$x`y`.csv",
+                 "two  blanks.csv", "100%.csv", "\u00e4.csv", '"all"', "#8.csv", "tab\t.csv", "star*.csv"]
+        (self.place / "runs").mkdir()
+        for name in names:
+            self.edge_file("runs/" + name)
+            self.edge_file(name)
+        self.tree("out.db", names, 3)
+        self.assertEqual(self.runs_of("out.db"), len(names))
+        done = self.make("GROUP=3")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertEqual(self.runs_of("merged.db"), sum(name.endswith(".csv") for name in names))
+        self.succeed(["merge-group", "o;u't\"\\.db", "--", *names])
+        self.assertEqual(self.runs_of("o;u't\"\\.db"), len(names))
+
+    def test_missing_or_foreign_input_gives_no_result(self):
+        self.edge_file("a.csv")
+        self.assert_refused(self.group("a.csv", "missing.csv"), "missing.csv")
+        self.write("text.csv", "no edge file\n")
+        self.assert_refused(self.group("a.csv", "text.csv"), "text.csv")
+        self.assert_refused(self.group("a.csv", self.place), "directory")
+        self.write("empty.csv", "")
+        self.assert_refused(self.group("a.csv", "empty.csv"), "empty.csv: cut off")
+
+    def test_edge_file_that_was_cut_off_gives_no_result(self):
+        self.write("cut.csv", HEADER + edge_row(5, 1) + edge_row(6, 1)[:-4])
+        self.assert_refused(self.group("cut.csv"), "cut.csv: cut off")
+
+    def test_damaged_database_gives_no_result(self):
+        self.runs_of_programs(2)
+        part = self.place / self.merge("part.db", "runs/00.csv", "runs/01.csv")
+        content = bytearray(part.read_bytes())
+        content[40960:45056] = bytes(4096)
+        part.write_bytes(content)
+        self.assert_refused(self.group("part.db"), "part.db: ")
+        part.write_bytes(content[:40960])
+        self.assert_refused(self.group("part.db"), "part.db: ")
+
+    def test_database_that_is_being_written_gives_no_result(self):
+        self.merge("part.db", self.edge_file("a.csv"))
+        self.write("part.db-journal", "")
+        self.assert_refused(self.group("part.db"), "part.db-journal: a write to the database was cut off")
+
+    def test_input_given_twice_gives_no_result(self):
+        self.edge_file("a.csv")
+        self.assert_refused(self.group("a.csv", "./a.csv"), "a.csv: given twice")
+        done = self.run_command(["merge-tree", "out.db", "a.csv", "b.csv", "a.csv"])
         self.assertNotEqual(done.returncode, 0)
-        self.assertFalse((self.place / "out2.db").exists())
+        self.assertIn("a.csv: given twice", done.stderr)
+
+    def test_result_is_no_input_of_its_own(self):
+        self.edge_file("a.csv")
+        self.succeed(["merge-group", "all.db", "a.csv"])
+        done = self.run_command(["merge-group", "all.db", "all.db", self.edge_file("b.csv")])
+        self.assertNotEqual(done.returncode, 0)
+        self.assertIn("all.db: given twice", done.stderr)
+        self.assertEqual(self.runs_of("all.db"), 1)
+
+    def test_count_that_a_database_would_not_give_back_is_refused(self):
+        self.edge_file("big.csv", hits=1 << 31)
+        self.assert_refused(self.group("--part", "big.csv"), "taken 2147483648 times")
+        self.succeed(["merge-group", "last.db", "big.csv"])  # may be large: it is not read again
+        self.assertEqual(self.query("last.db", EDGES), [(0x10, 0x20, 5, 1 << 31, 0)])
+        self.assert_refused(self.group("last.db"), "last.db: an edge was taken 2147483648 times")
+        self.edge_file("odd.csv", hits=-1)
+        self.assert_refused(self.group("odd.csv"), "taken -1 times")
+
+    def test_last_step_of_a_tree_may_reach_2_to_the_31st(self):
+        names = [self.edge_file("%d.csv" % n, hits=1 << 30) for n in range(3)]
+        self.assertEqual(self.query(self.tree("out.db", names, 1 << 30), EDGES), [(0x10, 0x20, 5, 3 << 30, 0)])
+        done = self.run_command(["merge-tree", "other.db", *names], GROUP="2")
+        self.assertNotEqual(done.returncode, 0)
+        self.assertIn("taken 2147483648 times", done.stderr)
+        self.assertFalse((self.place / "other.db").exists())
+
+    def test_database_with_other_sums_than_kept_is_refused(self):
+        self.edge_file("a.csv")
+        self.succeed(["merge-group", "part.db", "a.csv"])
+        self.assertEqual({name: self.sums("part.db")[name] for name in ("runs", "executions", "calls", "edges")},
+                         {"runs": "1", "executions": "0", "calls": "0", "edges": "1"})
+        with sqlite3.connect(self.place / "part.db") as database:
+            database.execute("UPDATE sf_edges SET sf_exec_count = 7")
+        self.assert_refused(self.group("part.db"), "part.db: other sums than in part.db.sums: 7 edges instead of 1")
+
+    def test_counts_dropped_between_databases_of_two_builds_are_told(self):
+        for name, line in (("old", 5), ("new", 6)):
+            self.merge(name + ".db", self.edge_file(name + ".csv", line))
+        self.assert_refused(self.group("old.db", "new.db"), "1 edges instead of 2; are these runs of one build?")
+
+    def test_edgefold_that_loses_rows_is_noticed(self):
+        """As where a disk is full: a result may be short although its writer reports success."""
+        self.write("a.csv", HEADER + edge_row(5, 1) + "0x20,Call,a.c,9,f,0x50,b.c,1,g,3\n")
+        self.merge("part.db", "a.csv")
+        for given, sql, text in (("part.db", "UPDATE sf_run_info SET sf_value = 2", "2 runs instead of 1"),
+                                 ("part.db", "DELETE FROM sf_edges", "0 edges instead of 1"),
+                                 ("part.db", "DROP TABLE sf_calls", "no sample database"),
+                                 ("a.csv", "DELETE FROM sf_functions WHERE sf_id = 2",
+                                  "1 functions, 3 calls, 1 edges instead of 2, 3, 1"),
+                                 ("a.csv", "DELETE FROM sf_calls", "2 functions, 0 calls, 1 edges instead of 2, 3, 1"),
+                                 ("a.csv", "DELETE FROM sf_edges", "2 functions, 3 calls, 0 edges instead of 2, 3, 1"),
+                                 ("a.csv", "UPDATE sf_run_info SET sf_value = 2", "2 runs instead of 1")):
+            (self.place / "bin").mkdir(exist_ok=True)
+            fake = self.place / "bin" / "edgefold"
+            fake.write_text('#!/bin/bash\n%s "$@" && out=${@: -2:1} && sqlite3 "${out#/}" "%s"\n' % (EDGEFOLD, sql))
+            fake.chmod(0o755)
+            path = os.pathsep.join([str(fake.parent), str(FLEET), os.environ["PATH"]])
+            done = subprocess.run(["merge-group", "out.db", given], cwd=self.place, capture_output=True, text=True,
+                                  env=dict(os.environ, PATH=path), check=False)
+            self.assert_refused(done, text)
+
+    def test_word_of_check_edges_is_held_against_the_result(self):
+        self.write("a.csv", HEADER + edge_row(5, 2) + "0x20,Call,a.c,9,f,0x50,b.c,1,g,3\n")
+        self.edge_file("-b.csv", hits=5)
+        self.merge("part.db", "a.csv")
+        (self.place / "bin").mkdir()
+        checker = self.place / "bin" / "check_edges"
+        path = os.pathsep.join([str(checker.parent), str(EDGEFOLD.parent), str(FLEET), os.environ["PATH"]])
+        for edges, calls, status, text in ((7, 3, 0, None), (8, 3, 0, "9 edges instead of 10"),
+                                           (7, 2, 0, "6 calls instead of 5"), (7, 3, 2, "-b.csv is odd")):
+            checker.write_text("#!/bin/sh\n[ \"$*\" = '-- a.csv -b.csv' ] || exit 9\n"
+                               "echo '  kept: 2 rows, 5 hits (edges 2, calls 3, returns 0)'\n"
+                               "echo '  kept: 3 rows, 10 hits (edges %d, calls %d, returns 0)'\n"
+                               "echo 'check_edges: -b.csv is odd' >&2; exit %d\n" % (edges, calls, status))
+            checker.chmod(0o755)
+            done = subprocess.run(["merge-group", "out.db", "--", "part.db", "a.csv", "-b.csv"], cwd=self.place, text=True,
+                                  capture_output=True, env=dict(os.environ, PATH=path), check=False)
+            if text is None:
+                self.assertEqual(done.returncode, 0, done.stderr)
+                for left in self.place.glob("out.db*"):
+                    left.unlink()
+            else:
+                self.assert_refused(done, text)
+
+    def test_earlier_result_survives_a_failure(self):
+        self.succeed(["merge-group", "all.db", self.edge_file("a.csv")])
+        before = (self.place / "all.db").read_bytes(), self.sums("all.db")
+        self.assertNotEqual(self.run_command(["merge-group", "all.db", "a.csv", "missing.csv"]).returncode, 0)
+        self.assertEqual(((self.place / "all.db").read_bytes(), self.sums("all.db")), before)
+
+    # What is done is not done again
+
+    def test_step_whose_inputs_are_the_same_is_not_done_again(self):
+        self.edge_file("a.csv")
+        self.succeed(["merge-group", "all.db", "a.csv"])
+        first = os.stat(self.place / "all.db").st_ino
+        self.succeed(["merge-group", "all.db", "a.csv"])
+        self.assertEqual(os.stat(self.place / "all.db").st_ino, first)
+        self.edge_file("a.csv", hits=2)
+        self.succeed(["merge-group", "all.db", "a.csv"])
+        self.assertEqual(self.query("all.db", EDGES), [(0x10, 0x20, 5, 2, 0)])
+
+    def test_damaged_result_is_not_taken_for_done(self):
+        self.edge_file("a.csv")
+        self.succeed(["merge-group", "all.db", "a.csv"])
+        with sqlite3.connect(self.place / "all.db") as database:
+            database.execute("DELETE FROM sf_edges")
+        database.close()
+        self.succeed(["merge-group", "all.db", "a.csv"])
+        self.assertEqual(self.query("all.db", EDGES), [(0x10, 0x20, 5, 1, 0)])
+        with open(self.place / "all.db", "r+b") as file:
+            file.truncate(8192)
+        self.succeed(["merge-group", "all.db", "a.csv"])
+        self.assertEqual(self.query("all.db", EDGES), [(0x10, 0x20, 5, 1, 0)])
+
+    def made_groups(self, *words):
+        done = self.make(*words)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        return [line.split()[2] for line in done.stdout.splitlines() if line.startswith("merge-group --part ")]
+
+    def numbered_runs(self, count):
+        (self.place / "runs").mkdir()
+        for n in range(1, count + 1):
+            self.edge_file("runs/%d.csv" % n, hits=1 << n)
+
+    def assert_merged(self, *numbers):
+        self.assertEqual(self.runs_of("merged.db"), len(numbers))
+        self.assertEqual(self.query("merged.db", EDGES)[0][3], sum(1 << n for n in numbers))
+
+    def test_make_keeps_groups_right_when_runs_come_and_go(self):
+        self.numbered_runs(9)
+        self.assertEqual(len(self.made_groups("GROUP=3")), 3)
+        self.assert_merged(*range(1, 10))
+        self.assertEqual(self.made_groups("GROUP=3"), [])
+        self.edge_file("runs/10.csv", hits=1 << 10)
+        self.assertEqual(self.made_groups("GROUP=3"), ["parts/00004.db"])
+        self.assert_merged(*range(1, 11))
+        (self.place / "runs/10.csv").unlink()
+        self.assertEqual(self.made_groups("GROUP=3"), [])
+        self.assert_merged(*range(1, 10))
+        (self.place / "runs/5.csv").unlink()
+        self.assertEqual(self.made_groups("GROUP=3"), ["parts/00002.db", "parts/00003.db"])
+        self.assert_merged(1, 2, 3, 4, 6, 7, 8, 9)
+
+    def test_make_merges_a_run_again_that_was_replaced_by_an_older_file(self):
+        self.numbered_runs(4)
+        self.made_groups("GROUP=2")
+        self.edge_file("runs/3.csv", hits=0)
+        os.utime(self.place / "runs/3.csv", (1, 1))
+        self.assertEqual(self.made_groups("GROUP=2"), ["parts/00002.db"])
+        self.assertEqual(self.query("merged.db", EDGES)[0][3], 2 + 4 + 16)
+
+    def test_make_with_another_group_or_directory_keeps_no_old_parts(self):
+        self.numbered_runs(7)
+        self.made_groups("GROUP=2")
+        self.made_groups("GROUP=5")
+        self.assert_merged(*range(1, 8))
+        self.assertEqual(sorted(path.name for path in (self.place / "parts").glob("*.db")), ["00001.db", "00002.db"])
+        (self.place / "other").mkdir()
+        self.edge_file("other/a.csv", hits=8)
+        self.made_groups("GROUP=5", "RUNS=other")
+        self.assert_merged(3)
+
+    def test_make_without_runs_or_with_a_bad_one_fails(self):
+        (self.place / "runs").mkdir()
+        self.assertNotEqual(self.make().returncode, 0)
+        self.edge_file("runs/1.csv")
+        self.write("runs/2.csv", "no edge file\n")
+        self.assertNotEqual(self.make().returncode, 0)
+        self.assertFalse((self.place / "merged.db").exists())
+        self.edge_file("runs/2.csv")
+        self.assertEqual(self.make().returncode, 0)
+        self.assertEqual(self.runs_of("merged.db"), 2)
+
+    def test_array_ids_may_begin_anywhere_and_leave_gaps_of_one_width(self):
+        self.numbered_runs(7)
+        paths = ["runs/%d.csv" % n for n in range(1, 8)]
+        for first, last, count, step in ((0, 3, 4, 1), (1, 4, 4, 1), (10, 30, 3, 10), (5, 5, 1, 1), (1, 20, 20, 1)):
+            shutil.rmtree(self.place / "parts", ignore_errors=True)
+            self.list_groups(paths, 2)
+            for task in range(first, last + 1, step):
+                done = self.array_task(task, first, last, count, step)
+                self.assertEqual(done.returncode, 0, done.stderr)
+            self.succeed(["merge-group", "merged.db", "--parts", "parts"])
+            self.assert_merged(*range(1, 8))
+            (self.place / "merged.db").unlink()
+        done = self.array_task(1, 1, 7, 3, 2)
+        self.assertNotEqual(done.returncode, 0)
+        self.assertIn("one distance", done.stderr)
+
+    def test_result_without_the_part_of_a_failed_task_is_refused(self):
+        self.numbered_runs(4)
+        self.list_groups(["runs/%d.csv" % n for n in range(1, 5)], 2)
+        self.assertEqual(self.array_task(0, 0, 1, 2).returncode, 0)
+        self.assert_refused(self.run_command(["merge-group", "out.db", "--parts", "parts"]), "parts/00002.db")
+
+    def test_part_of_other_members_is_refused(self):
+        self.numbered_runs(4)
+        self.list_groups(["runs/%d.csv" % n for n in range(1, 5)], 2)
+        self.succeed(["merge-group", "parts/00001.db", "--list", "parts/00001.list"])
+        self.succeed(["merge-group", "parts/00002.db", "runs/3.csv"])
+        self.assert_refused(self.run_command(["merge-group", "out.db", "--parts", "parts"]),
+                            "3 runs instead of 4")
+
+    def test_tree_goes_on_where_it_was_stopped(self):
+        names = [self.edge_file("%d.csv" % n) for n in range(4)]
+        self.write("3.csv", "no edge file\n")
+        done = self.run_command(["merge-tree", "out.db", *names], GROUP="2", PARALLEL="-j1")
+        self.assertNotEqual(done.returncode, 0)
+        self.assertFalse((self.place / "out.db").exists())
+        first = os.stat(self.place / "out.db.tree/1/00001.db").st_ino
+        self.edge_file("3.csv")
+        self.tree("out.db", names, 2)
+        self.assertEqual(self.runs_of("out.db"), 4)
+        self.assertEqual(os.stat(self.place / "out.db.tree/1/00001.db").st_ino, first)
+
+    def test_killed_step_leaves_nothing_under_the_final_name(self):
+        (self.place / "bin").mkdir()
+        slow = self.place / "bin" / "edgefold"
+        slow.write_text('#!/bin/bash\n%s "$@"; touch merged; exec sleep 60\n' % EDGEFOLD)
+        slow.chmod(0o755)
+        path = os.pathsep.join([str(slow.parent), str(FLEET), os.environ["PATH"]])
+        for number in (signal.SIGTERM, signal.SIGKILL):
+            with subprocess.Popen(["merge-group", "out.db", self.edge_file("a.csv")], cwd=self.place,
+                                  env=dict(os.environ, PATH=path), start_new_session=True) as step:
+                while not (self.place / "merged").exists():
+                    time.sleep(0.01)
+                step.send_signal(number)
+                self.assertNotEqual(step.wait(), 0)
+                with contextlib.suppress(ProcessLookupError):
+                    os.killpg(step.pid, signal.SIGKILL)
+            (self.place / "merged").unlink()
+            self.assertFalse((self.place / "out.db").exists())
+            if number == signal.SIGTERM:
+                self.assertEqual(list(self.place.glob("out.db*")), [])
+        self.succeed(["merge-group", "out.db", "a.csv"])
 
 
 if __name__ == "__main__":
-    missing = [program for program in ("parallel", "make") if not shutil.which(program)]
+    missing = [program for program in ("parallel", "make", "sqlite3") if not shutil.which(program)]
     if missing:
-        print("skipped: not installed: " + ", ".join(missing))
-        sys.exit(SKIPPED)
+        sys.exit("not installed: " + ", ".join(missing))
     unittest.main(argv=sys.argv[:1])

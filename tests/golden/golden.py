@@ -3,14 +3,15 @@
 
     golden.py --program PATH [--launcher PATH] [--keep DIR] [--update]
 
-Every build, on every system, must give the same exit statuses, streams and databases; line ends of
-the streams, which are the system's, apart. What is expected stands beside this script as one SHA-256
-for each result. --launcher runs a program of another system; --keep leaves all results in a
-directory, so that those of two builds can be compared; --update takes this build's results for the
-expected ones.
+Every build, on every system, must give the same exit statuses, streams and databases; only the line
+ends of the streams are the system's. What is expected stands in expected/: `statuses`, a file for
+each stream that isn't empty, and `databases.sha256` with a hash of each database's dump. --launcher
+runs a program of another system; --keep leaves all results in a directory, so that those of two
+builds can be compared; --update takes this build's results for the expected ones.
 """
 
 import argparse
+import difflib
 import hashlib
 import os
 import pathlib
@@ -22,7 +23,7 @@ import tempfile
 
 HERE = pathlib.Path(__file__).resolve().parent
 EXAMPLES = HERE.parent.parent / "examples"
-EXPECTED = HERE / "expected.sha256"
+EXPECTED = HERE / "expected"
 
 HEADER = (b"FromAddress,TypeOfBranch,EntryBlock,FromSourceFile,FromSourceLine,FromSourceOffsetLine,"
           b"FromSourceColumn,FromSourceDiscriminator,FromFunctionMangled,DestinationAddress,"
@@ -76,29 +77,31 @@ FILES = {
 }
 ODD = "crlf.csv;odd.csv;names.csv;counts.csv;lines.csv;addresses.csv;calls.csv;no_rows.csv"
 REAL = "fasttree.csv;gtest-run1.csv;minigzip.csv"
+SORTED = "calls.csv;crlf.csv;names.csv"
 
 # The runs, in their order, each one with the files that the ones before have left.
 RUNS = [
     ("banner", []),
-    ("create", ["-file", REAL, "-out", "all.db", "-dump"]),
-    ("create again", ["-nologo", "-file", REAL, "-out", "all.db"]),
+    ("create", ["-file", REAL, "-out", "all.db"]),
+    ("create_again", ["-nologo", "-file", REAL, "-out", "all.db"]),
     ("first", ["-nologo", "-file", "fasttree.csv", "-append", "steps.db", "-trace", "8"]),
     ("second", ["-nologo", "-file", "gtest-run1.csv", "-append", "steps.db"]),
-    ("third", ["-nologo", "-file", "minigzip.csv;fasttree.csv", "-append", "steps.db", "-trace", "12"]),
-    ("by address", ["-nologo", "-file", REAL, "-dump", "-sort", "A"]),
-    ("by address, descending", ["-nologo", "-file", REAL, "-dump", "-sort", "A-"]),
-    ("by count", ["-nologo", "-file", REAL, "-dump", "-sort", "C"]),
-    ("by count, descending", ["-nologo", "-file", REAL, "-dump", "-sort", "C-"]),
-    ("by line, descending", ["-nologo", "-file", REAL, "-dump", "-sort", "L-"]),
-    ("database", ["-nologo", "-file", "all.db;steps.db", "-dump"]),
-    ("databases together", ["-nologo", "-file", "all.db;fasttree.csv", "-append", "steps.db"]),
-    ("odd files", ["-nologo", "-file", ODD, "-out", "odd.db", "-dump", "-trace", "13"]),
-    ("odd database", ["-nologo", "-file", "odd.db;odd.csv", "-append", "odd.db", "-dump"]),
-    ("one odd file", ["-nologo", "-file", "crlf.csv", "-append", "crlf.db", "-dump"]),
-    ("failing inputs", ["-nologo", "-file", "gone;no_table.txt;empty;gr\u00fc\u00df.csv", "-dump"]),
-    ("nothing read", ["-nologo", "-file", "gone", "-out", "never.db"]),
-    ("no action", ["-nologo", "-file", "fasttree.csv"]),
-    ("both targets", ["-nologo", "-file", "fasttree.csv", "-out", "a.db", "-append", "b.db"]),
+    ("third", ["-nologo", "-file", "minigzip.csv", "-append", "steps.db", "-trace", "12"]),
+    ("report", ["-nologo", "-file", "minigzip.csv", "-dump"]),
+    ("by_address", ["-nologo", "-file", SORTED, "-dump", "-sort", "A"]),
+    ("by_address_descending", ["-nologo", "-file", SORTED, "-dump", "-sort", "A-"]),
+    ("by_count", ["-nologo", "-file", SORTED, "-dump", "-sort", "C"]),
+    ("by_count_descending", ["-nologo", "-file", SORTED, "-dump", "-sort", "C-"]),
+    ("by_line_descending", ["-nologo", "-file", SORTED, "-dump", "-sort", "L-"]),
+    ("databases_together", ["-nologo", "-file", "all.db;fasttree.csv", "-append", "steps.db"]),
+    ("odd_files", ["-nologo", "-file", ODD, "-out", "odd.db", "-dump", "-trace", "13"]),
+    ("odd_database", ["-nologo", "-file", "odd.db;odd.csv", "-append", "odd.db", "-dump"]),
+    ("one_odd_file", ["-nologo", "-file", "crlf.csv", "-append", "crlf.db", "-dump"]),
+    ("database", ["-nologo", "-file", "crlf.db;crlf.db", "-dump"]),
+    ("failing_inputs", ["-nologo", "-file", "gone;no_table.txt;empty;gr\u00fc\u00df.csv", "-dump"]),
+    ("nothing_read", ["-nologo", "-file", "gone", "-out", "never.db"]),
+    ("no_action", ["-nologo", "-file", "fasttree.csv"]),
+    ("both_targets", ["-nologo", "-file", "fasttree.csv", "-out", "a.db", "-append", "b.db"]),
 ]
 
 
@@ -112,16 +115,20 @@ def dump_of(database):
 
 
 def results_of(program, directory):
-    """All that the runs give: pairs of a name and its bytes."""
+    """All that the runs give: pairs of a file's name and its bytes."""
     environment = {key: value for key, value in os.environ.items() if key != "HOTPATH_DB_MODE"}
+    statuses, hashes = [], []
     for name, arguments in RUNS:
         done = subprocess.run(program + arguments, cwd=directory, env=environment, timeout=120,
                               stdin=subprocess.DEVNULL, capture_output=True, check=False)
-        yield name + "/status", b"%d" % done.returncode
-        yield name + "/output", done.stdout.replace(b"\r\n", b"\n")
-        yield name + "/error", done.stderr.replace(b"\r\n", b"\n")
+        statuses.append("%d  %s\n" % (done.returncode, name))
+        yield name + ".output", done.stdout.replace(b"\r\n", b"\n")
+        yield name + ".error", done.stderr.replace(b"\r\n", b"\n")
         for database in sorted(pathlib.Path(directory).glob("*.db")):
-            yield name + "/" + database.name, dump_of(database)
+            hashes.append("%s  %s/%s\n" % (hashlib.sha256(dump_of(database)).hexdigest(), name,
+                                           database.name))
+    yield "statuses", "".join(statuses).encode()
+    yield "databases.sha256", "".join(hashes).encode()
 
 
 def fill(directory):
@@ -132,15 +139,31 @@ def fill(directory):
 
 
 def keep(directory, results):
+    """Leaves a file for each result that isn't empty, and no other."""
+    shutil.rmtree(directory, ignore_errors=True)
+    pathlib.Path(directory).mkdir(parents=True)
     for name, content in results.items():
-        path = pathlib.Path(directory) / name
-        path.parent.mkdir(parents=True, exist_ok=True)
-        path.write_bytes(content)
+        if content:
+            (pathlib.Path(directory) / name).write_bytes(content)
 
 
-def lines_of(results):
-    return ["%s  %s" % (hashlib.sha256(content).hexdigest(), name)
-            for name, content in results.items()]
+def kept(directory, name):
+    path = pathlib.Path(directory) / name
+    return path.read_bytes() if path.exists() else b""
+
+
+def lines_of(content):
+    return content.decode("utf-8", "backslashreplace").splitlines(keepends=True)
+
+
+def print_difference(name, expected, actual):
+    difference = difflib.unified_diff(lines_of(expected), lines_of(actual), "expected/" + name,
+                                      "this build", n=1)
+    for number, line in enumerate(difference):
+        if number == 40:
+            print("...")
+            return
+        print(line.rstrip("\n"))
 
 
 def main():
@@ -156,15 +179,14 @@ def main():
         results = dict(results_of(program, directory))
     if options.keep:
         keep(options.keep, results)
-    actual = lines_of(results)
     if options.update:
-        EXPECTED.write_text("\n".join(actual) + "\n", encoding="utf-8")
-    expected = EXPECTED.read_text(encoding="utf-8").splitlines()
-    wrong = sorted({line.split("  ", 1)[1] for line in set(actual) ^ set(expected)})
+        keep(EXPECTED, results)
+    names = set(results) | {path.name for path in EXPECTED.iterdir()}
+    wrong = [name for name in sorted(names) if kept(EXPECTED, name) != results.get(name, b"")]
     for name in wrong:
-        print("differs:", name)
+        print_difference(name, kept(EXPECTED, name), results.get(name, b""))
     print("%d results of %d runs, %d of them unlike the expected ones"
-          % (len(actual), len(RUNS), len(wrong)))
+          % (len(names), len(RUNS), len(wrong)))
     return 1 if wrong else 0
 
 

@@ -27,19 +27,20 @@ import time
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 EQUIVALENT = pathlib.Path(__file__).resolve().parent / "equivalent.txt"
 
-HOTPATH = "src/shared/hotpath/"
+HOTPATH = "src/hotpath/"
 FILES = [HOTPATH + name for name in (
     "model/edge_exec_counts.h", "model/edge_exec_counts.cpp", "model/call_counts.cpp",
-    "model/function_record.h", "model/function_record.cpp", "model/function_record_set.h",
-    "model/function_record_set.cpp", "model/source_position.h", "model/source_position.cpp",
-    "readers/edge_fold.h", "readers/edge_fold.cpp", "readers/edge_numbers.h",
-    "readers/edge_numbers.cpp", "readers/edge_columns.h", "readers/edge_columns.cpp",
+    "model/function_key.cpp", "model/function_record.h", "model/function_record.cpp",
+    "model/function_record_set.h", "model/function_record_set.cpp", "model/joined_hash.cpp",
+    "model/source_position.h", "model/source_position.cpp", "readers/edge_fold.h",
+    "readers/edge_fold.cpp", "readers/edge_numbers.h", "readers/edge_numbers.cpp", "readers/edge_columns.h", "readers/edge_columns.cpp",
     "readers/edge_reader.cpp", "readers/db_reader.h", "readers/db_reader.cpp",
-    "database/sample_db_load.cpp", "database/sample_db_store.cpp", "database/sample_db_merge.cpp",
-    "database/file_table.h", "database/file_table.cpp", "database/row_id_memory.h",
-    "database/row_id_memory.cpp")]
+    "database/loader.cpp", "database/writer.cpp", "database/merge.cpp", "database/merge.h",
+    "database/schema.cpp", "database/statements.cpp", "database/key_values.cpp",
+    "database/file_table.h", "database/file_table.cpp", "database/row_ids.h",
+    "database/row_ids.cpp")]
 
-# What a token may become. Comparisons stand between blanks, which tells them from template brackets.
+# What a token may become. Comparisons stand between blanks, template brackets do not.
 SWAPS = [(re.compile(pattern), new) for pattern, new in (
     (r"(?<= )<(?= )", "<="), (r"(?<= )<=(?= )", "<"), (r"(?<= )>(?= )", ">="),
     (r"(?<= )>=(?= )", ">"), (r"(?<= )==(?= )", "!="), (r"(?<= )!=(?= )", "=="),
@@ -48,8 +49,8 @@ SWAPS = [(re.compile(pattern), new) for pattern, new in (
     (r"(?<= )>>(?= )", "<<"), (r"(?<=[ (])!(?=[\w(])", ""), (r"\btrue\b", "false"),
     (r"\bfalse\b", "true"), (r"\+\+(?=\w)", "--"))]
 NUMBER = re.compile(r"(?<![\w.'])(0x[0-9A-Fa-f']+|[0-9][0-9']*)(?=[uUlL]*(?![\w.]))")
-PASSED_OVER = re.compile(r"\s*(#|//|static_assert|using |template)")
-TEXT_OR_REMARK = re.compile(r'"(?:[^"\\]|\\.)*"|\'(?:[^\'\\]|\\.)\'|//.*')
+SKIPPED = re.compile(r"\s*(#|//|static_assert|using |template)")
+TEXT_OR_COMMENT = re.compile(r'"(?:[^"\\]|\\.)*"|\'(?:[^\'\\]|\\.)\'|//.*')
 
 
 class Mutant:
@@ -69,10 +70,10 @@ def changed_number(text):
 
 
 def mutants_of_line(path, number, line):
-    if PASSED_OVER.match(line):
+    if SKIPPED.match(line):
         return
-    # Texts and remarks keep their length, so that places stay.
-    code = TEXT_OR_REMARK.sub(lambda match: "\0" * len(match[0]), line)
+    # Texts and comments are blanked out with their length kept, so that columns stay.
+    code = TEXT_OR_COMMENT.sub(lambda match: "\0" * len(match[0]), line)
     for pattern, new in SWAPS:
         for match in pattern.finditer(code):
             yield Mutant(path, number, line, match.start(), match.end(), new)
@@ -155,7 +156,7 @@ class Copy:
 
     def program_tests(self):
         return [["tests/cli_test", "--gtest_fail_fast"],
-                [sys.executable, self.tree / "tests/model/compare.py", "--binary", "./edgefold",
+                [sys.executable, self.tree / "tests/reference/compare.py", "--binary", "./edgefold",
                  "--cases", "200", "--most-failures", "1"]]
 
     def room_tests(self, first=""):
@@ -190,7 +191,7 @@ class Copy:
         lines[mutant.number - 1] = mutant.changed + "\n"
         path.write_text("".join(lines))
         try:
-            if not self.compile("hotpath", "edgefold"):
+            if not self.compile("edgefold"):
                 return "compiler"
             if path.suffix == ".cpp":
                 return self.failed_test(self.room_tests(path.parent.name) + self.program_tests())
@@ -221,6 +222,9 @@ def main():
 
     signal.signal(signal.SIGTERM, lambda *_: sys.exit("ended"))
     equivalents = known_equivalents()
+    outdated = equivalents - {mutant.sign for mutant in mutants_of(FILES)}
+    if outdated:
+        sys.exit("equivalent.txt names what is no mutant any more:\n" + "\n".join(sorted(outdated)))
     mutants = draw(mutants_of(options.files), options.count, options.seed)
     outcomes = {"killed": 0, "survived": 0, "equivalent": 0, "invalid": 0}
     place = (contextlib.nullcontext(options.directory.resolve()) if options.directory
@@ -230,7 +234,7 @@ def main():
         copy.configure()
         if not copy.compile("edgefold", "cli_test", *ROOM_TARGETS) or not copy.measure_tests():
             sys.exit("the tests fail without a change")
-        # No mutant comes twice, so remembering what became of it costs time for nothing.
+        # No mutant comes twice, so a compiler cache would cost time for nothing.
         copy.environment["CCACHE_DISABLE"] = "1"
         for number, mutant in enumerate(mutants, 1):
             if mutant.sign in equivalents:

@@ -21,13 +21,18 @@ LINES = {
     "edgefold -trace 15 -du": "edgefold -trace 15 -dump ",
     "edgefold -out on": "edgefold -out one.csv ",
     "edgefold -file 'one.csv;tw": "edgefold -file 'one.csv;two.csv'",
+    "edgescope com": "edgescope compare ",
+    "edgescope top --by ed": "edgescope top --by edges ",
+    "edgescope export --to ll": "edgescope export --to llvm ",
+    "edgescope compare --min": "edgescope compare --min-overlap ",
+    "edgescope check on": "edgescope check one.csv ",
     "edgefold -file one.csv\\;tw": "edgefold -file one.csv\\;two.csv",
     "edgefold -file 'one.csv;runs/th": "edgefold -file 'one.csv;runs/three.csv'",
 }
 
 
 def option_names():
-    table = (PROJECT / "src/tool/options.cpp").read_text(encoding="utf-8")
+    table = (PROJECT / "src/edgefold/options.cpp").read_text(encoding="utf-8")
     return ["-" + name for name in re.findall(r'^    \{"(\w+)", OptionKind::', table, flags=re.M)]
 
 
@@ -48,7 +53,7 @@ class Terminal:
         seen, end = b"", time.monotonic() + TIME_LIMIT
         while not done(seen):
             if time.monotonic() > end:
-                raise AssertionError("the shell hangs behind %r" % seen)
+                raise AssertionError("the shell hangs after %r" % seen)
             if select.select([self.terminal], [], [], 0.02)[0]:
                 seen += os.read(self.terminal, 65536)
 
@@ -93,9 +98,10 @@ class Completions(unittest.TestCase):
     @unittest.skipUnless(has_terminals(), "no pseudo-terminals")
     def test_bash_completes_lines(self):
         script = self.directory / "bashrc"
-        script.write_text("source %s/bash-completion/completions/edgefold; PS1='%s'\n"
+        script.write_text("source %s/bash-completion/completions/edgefold\n"
+                          "source %s/bash-completion/completions/edgescope; PS1='%s'\n"
                           "save() { printf %%s \"$READLINE_LINE\" >saved; mv saved line; }\n"
-                          "bind -x '\"\\C-xw\": save'\n" % (self.share, READY.decode()))
+                          "bind -x '\"\\C-xw\": save'\n" % (self.share, self.share, READY.decode()))
         for keys, line in LINES.items():
             with self.subTest(keys):
                 found = self.line_after(["bash", "--noprofile", "--rcfile", str(script), "-i"],
@@ -121,15 +127,30 @@ class Completions(unittest.TestCase):
                             ("edgefold -file r", ["runs/"]),
                             ("edgefold -file 'one.csv;tw", ["one.csv;two.csv"]),
                             ("edgefold -file 'one.csv;runs/", ["one.csv;runs/three.csv"]),
+                            ("edgescope exp", ["export"]),
+                            ("edgescope export --to c", ["callgrind", "csv"]),
                             ("edgefold -", option_names())):
             with self.subTest(line):
                 self.assertEqual(self.fish_words(line), words)
 
     def fish_words(self, line):
+        program = line.split()[0]
         out, _ = run(["fish", "--no-config", "-c", "source $argv[1]; complete -C $argv[2]",
-                      self.share / "fish/vendor_completions.d/edgefold.fish", line],
+                      self.share / ("fish/vendor_completions.d/%s.fish" % program), line],
                      cwd=self.directory, env={**os.environ, "HOME": str(self.directory)})
         return [word.split("\t")[0] for word in out.splitlines()]
+
+    def test_each_shell_knows_each_option_of_edgescope(self):
+        program = installed_root().path / "usr/bin/edgescope"
+        files = [self.share / "bash-completion/completions/edgescope",
+                 self.share / "zsh/vendor-completions/_edgescope",
+                 self.share / "fish/vendor_completions.d/edgescope.fish"]
+        texts = [path.read_text(encoding="utf-8") for path in files]
+        for command in ("top", "check", "compare", "export"):
+            help_text, _ = run([program, command, "--help"])
+            for option in re.findall(r"--([a-z-]+)", help_text):
+                for path, text in zip(files, texts):
+                    self.assertRegex(text, r"(--|-l )%s\b" % option, (path, command))
 
     def test_bash_and_zsh_know_each_option(self):
         bash, _ = run(["bash", "-c", "source $0; _edgefold edgefold - x; echo ${COMPREPLY[*]}",

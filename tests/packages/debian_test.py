@@ -41,10 +41,18 @@ class DebianPackages(unittest.TestCase):
                              cwd=directory), ("", MERGED))
         report, _ = run([program, "-nologo", "-file", "new.db", "-dump"], cwd=directory)
         self.assertTrue(report.startswith("Sampling merge header:Input file count: 1\n"))
+        checked, _ = run([root.path / "usr/bin/edgescope", "compare", "new.db", "new.db"],
+                         cwd=directory)
+        self.assertTrue(checked.startswith("Overlap of functions  100.000 %\n"))
         shutil.rmtree(directory)
         root.purge()
         self.assertEqual(root.files(), set())
         self.assertFalse((root.path / "usr").exists())
+
+    def test_nothing_is_depended_on_twice(self):
+        for name in NAMES:
+            needed = [part.split()[0] for part in run(["dpkg", "-f", debian_package(name), "Depends"])[0].split(",")]
+            self.assertEqual(sorted(set(needed)), sorted(needed))
 
     def test_the_packages_need_what_they_are_linked_with(self):
         root = ScratchRoot()
@@ -61,7 +69,11 @@ class DebianPackages(unittest.TestCase):
         self.assertIn("Version 2021.8.4.1 Build", banner(root))
 
     def test_the_packages_hold_what_people_look_for(self):
-        wanted = ["/usr/bin/edgefold", "/usr/lib/libhotpath.a", "/usr/lib/pkgconfig/hotpath.pc",
+        wanted = ["/usr/bin/edgefold", "/usr/bin/edgescope",
+                  "/usr/share/bash-completion/completions/edgescope",
+                  "/usr/share/fish/vendor_completions.d/edgescope.fish",
+                  "/usr/share/zsh/vendor-completions/_edgescope",
+                  "/usr/share/man/man1/edgescope.1.gz", "/usr/lib/libhotpath.a", "/usr/lib/pkgconfig/hotpath.pc",
                   "/usr/lib/cmake/hotpath/hotpathConfig.cmake",
                   "/usr/share/bash-completion/completions/edgefold",
                   "/usr/share/fish/vendor_completions.d/edgefold.fish",

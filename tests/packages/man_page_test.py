@@ -11,12 +11,13 @@ import unittest
 from scratch_root import PROJECT, VERSION, installed_root, run, scratch_directory
 
 PAGES = {"man1/edgefold.1.gz": "edgefold - merge sampled profiles into a sample database",
+         "man1/edgescope.1.gz": "edgescope - show, check, compare and export sample databases",
          "man5/edgefold-edges.5.gz":
              "edgefold-edges - edge file: the sampled transfers of control of one run",
          "man5/edgefold-db.5.gz":
              "edgefold-db - sample database: merged counts of functions, edges and calls"}
 SECTIONS = ["NAME", "SYNOPSIS", "DESCRIPTION", "OPTIONS", "EXIT STATUS", "ENVIRONMENT", "FILES",
-            "DIAGNOSTICS", "EXAMPLES", "NOTES", "SEE ALSO"]
+            "DIAGNOSTICS", "EXAMPLES", "NOTES", "BUGS", "SEE ALSO"]
 
 
 def page_path(page):
@@ -60,15 +61,16 @@ class ManPages(unittest.TestCase):
             shutil.copy(PROJECT / "examples" / recording, directory / ("run%d.csv" % number))
         text = (PROJECT / "docs/manual.md").read_text(encoding="utf-8")
         examples = re.search(r"^## Examples\n(.*?)^## ", text, flags=re.M | re.S)[1]
-        commands = re.findall(r"^\$ (.*)$", examples, flags=re.M)
-        self.assertEqual(len(commands), 6)
+        commands = [command.replace("\n> ", "\n") for command in
+                    re.findall(r"^\$ (.*(?:\n> .*)*)$", examples, flags=re.M)]
+        self.assertEqual(len(commands), 16)
         path = "%s:%s" % (installed_root().path / "usr/bin", os.environ["PATH"])
         for command in commands:
             if "other.db" in command:
                 shutil.copy(directory / "app.db", directory / "other.db")
             run(["sh", "-c", command], cwd=directory, env={**os.environ, "PATH": path})
         self.assertEqual(run(["sqlite3", "app.db", "SELECT sf_value FROM sf_run_info"],
-                             cwd=directory)[0], "5\n")
+                             cwd=directory)[0], "7\n")
         self.assertIn("ENTRY:        longest_match\n",
                       pathlib.Path(directory / "report.txt").read_text())
 

@@ -14,7 +14,7 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 PACKAGES = PROJECT / "build/packages"
 VERSION = re.search(r"project\(edgefold VERSION (\S+)",
                     (PROJECT / "CMakeLists.txt").read_text(encoding="utf-8"))[1]
-NAMES = ["edgefold", "libhotpath-dev"]
+NAMES = ["edgefold", "edgescope", "libhotpath-dev"]
 
 
 def run(command, **settings):

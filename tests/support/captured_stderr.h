@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "diag/reporter.h"
+#include "diag/trace.h"
 
 namespace test_support {
 

@@ -2,39 +2,28 @@
 // profile.
 #pragma once
 
-#include <cstdint>
-#include <cstdio>
 #include <string>
 #include <vector>
 
-#include "shared/hotpath/model/function_record_set.h"
+#include "hotpath/model/function_record_set.h"
+#include "support/profile_lines.h"
 
 namespace test_support {
 
-// "10:1.2.3" is line 10, relative line 1, column 2, discriminator 3.
 inline std::string position_text(const hotpath::SourcePosition& position) {
-    return std::to_string(position.line) + ":" + std::to_string(position.relative_line) + "." +
-           std::to_string(position.column) + "." + std::to_string(position.discriminator);
+    return position_text(std::to_string(position.line), std::to_string(position.relative_line),
+                         std::to_string(position.column), std::to_string(position.discriminator));
 }
 
-inline std::string hex_text(std::uint64_t value) {
-    char text[17];
-    std::snprintf(text, sizeof text, "%llx", static_cast<unsigned long long>(value));
-    return text;
-}
-
-// "  edge 1a 10:0.0.0 > 2b 11:0.0.0 x5 entry exit"
 inline std::string edge_text(const hotpath::EdgeRecord& edge) {
-    return "  edge " + hex_text(edge.from_address()) + " " + position_text(edge.from_position()) +
-           " > " + hex_text(edge.to_address()) + " " + position_text(edge.to_position()) + " x" +
-           std::to_string(edge.exec_count()) + (edge.is_entry() ? " entry" : "") +
-           (edge.is_exit() ? " exit" : "") + "\n";
+    return edge_line({edge.from_address(), position_text(edge.from_position()), edge.to_address(),
+                      position_text(edge.to_position()), std::to_string(edge.exec_count()),
+                      edge.is_entry(), edge.is_exit()});
 }
 
-// "  call g 12:1 x3": callee, line, relative line, count
 inline std::string call_text(const hotpath::CallRecord& call) {
-    return "  call " + std::string(call.callee_name) + " " + std::to_string(call.line) + ":" +
-           std::to_string(call.relative_line) + " x" + std::to_string(call.exec_count) + "\n";
+    return call_line(std::string(call.callee_name), std::to_string(call.line),
+                     std::to_string(call.relative_line), std::to_string(call.exec_count));
 }
 
 inline std::string edges_text(const std::vector<hotpath::EdgeRecord*>& edges) {
@@ -45,10 +34,9 @@ inline std::string edges_text(const std::vector<hotpath::EdgeRecord*>& edges) {
 
 // "f in A.C x7 flags 0", then the edges by line, then the calls in their order.
 inline std::string record_text(const hotpath::FunctionRecord& record) {
-    std::string text = std::string(record.get_function_name()) + " in " +
-                       std::string(record.get_file_name()) + " x" +
-                       std::to_string(record.get_exec_count()) + " flags " +
-                       std::to_string(record.function_flags()) + "\n";
+    std::string text = function_line(
+        std::string(record.get_function_name()) + " in " + std::string(record.get_file_name()),
+        std::to_string(record.get_exec_count()), std::to_string(record.function_flags()));
     std::vector<hotpath::EdgeRecord*> edges;
     record.copy_edges(edges);
     text += edges_text(edges);
@@ -56,6 +44,11 @@ inline std::string record_text(const hotpath::FunctionRecord& record) {
     record.copy_calls(calls);
     for (const hotpath::CallRecord* call : calls) text += call_text(*call);
     return text;
+}
+
+// Function name, "/", file name: the text that orders the records of a set.
+inline std::string joined_text(const hotpath::FunctionRecordInterface& record) {
+    return std::string(record.get_function_name()) + "/" + std::string(record.get_file_name());
 }
 
 // All records of the set, in its order; proxies are loaded.

@@ -30,7 +30,7 @@ struct RunSettings {
 // no value that begins with a single slash.
 class ProgramTest : public testing::Test {
 protected:
-    // Runs the program under test with the arguments behind its name. The streams' line ends are
+    // Runs the program under test with the arguments after its name. The streams' line ends are
     // plain ones.
     ProgramRun run(const std::vector<std::string>& arguments,
                    const RunSettings& settings = {}) const;

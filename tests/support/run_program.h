@@ -1,5 +1,5 @@
-// Starting the built program from a test. What the test makes of the result is its own affair; how
-// a process is started on a system stands in run_program_posix.cpp and run_program_windows.cpp.
+// Starting the built program from a test. The test decides what the result means; how a process is
+// started on a system stands in run_program_posix.cpp and run_program_windows.cpp.
 #pragma once
 
 #include <chrono>
@@ -13,9 +13,9 @@ namespace test_support {
 // How one run of the program is started.
 struct ProgramStart {
     std::string program;                 // path that doesn't depend on the working directory
-    std::vector<std::string> arguments;  // those behind the program's name
+    std::vector<std::string> arguments;  // those after the program's name
     std::string directory;               // where it runs
-    std::string name{};                  // what it's told to be its name, if that isn't its path
+    std::string name{};                  // the name it is given, if that isn't its path
     std::vector<std::pair<std::string, std::string>> environment{};  // replaces or adds
     std::string standard_input{};
     bool one_stream = false;  // standard error goes where standard output goes, in its order

@@ -36,7 +36,7 @@ public:
     int write_end() const { return ends_[1]; }
     void close_write_end() { close_end(1); }
 
-    // An entry for poll(); a pipe that was read to its end is passed over by it.
+    // An entry for poll(); poll() skips a pipe that was read to its end.
     pollfd poll_entry() const { return {ends_[0], POLLIN, 0}; }
     bool is_open() const { return ends_[0] >= 0; }
 

@@ -1,4 +1,4 @@
-// Files for tests that need real ones. What stands in a file is the test's affair.
+// Files for tests that need real ones. The test knows what stands in a file.
 #pragma once
 
 #include <filesystem>

@@ -9,15 +9,16 @@
 #include <new>
 #include <vector>
 
-#include "shared/hotpath/model/function_record_factory.h"
-#include "shared/hotpath/model/hotpath_allocator.h"
+#include "hotpath/model/function_record_factory_impl.h"
+#include "hotpath/model/hotpath_allocator.h"
 
 namespace test_support {
 
 // What the one living allocator did.
 struct StorageLog {
-    std::map<const void*, std::size_t> live;  // sizes of what was allocated and not released
-    std::vector<std::size_t> released;        // sizes in the order of release
+    std::map<const void*, std::size_t> live;   // sizes of what was allocated and not released
+    std::vector<std::size_t> released;         // sizes in the order of release
+    std::vector<const void*> released_places;  // likewise; nothing is there any more
     std::size_t allocations = 0;
 
     std::size_t live_of_size(std::size_t size) const {
@@ -29,7 +30,7 @@ struct StorageLog {
     }
 };
 
-// Each object comes from the heap by itself, so that a sanitizer sees a use behind its release. A
+// Each object comes from the heap by itself, so that a sanitizer sees a use after its release. A
 // second release of one object, or a release with another size, fails the test.
 class TrackingAllocator {
 public:
@@ -57,12 +58,9 @@ public:
         EXPECT_EQ(entry->second, size);
         log().live.erase(entry);
         log().released.push_back(size);
+        log().released_places.push_back(storage);
         ::operator delete(storage);
     }
-    char* allocate_text(std::size_t size) { return texts_.allocate_text(size); }
-
-private:
-    hotpath::AllocatorOnHeap texts_;
 };
 
 using TrackingFactory = hotpath::FunctionRecordFactoryImpl<TrackingAllocator>;

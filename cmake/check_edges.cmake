@@ -1,0 +1,12 @@
+# The checker of edge files, built on the merge tool's own reader.
+find_package(fmt QUIET)
+find_package(CLI11 QUIET)
+if(NOT (fmt_FOUND AND CLI11_FOUND))
+  message(STATUS "Left out: check_edges (it wants libfmt-dev and libcli11-dev)")
+else()
+  file(GLOB check_sources CONFIGURE_DEPENDS producers/check/*.cpp)
+  add_executable(check_edges ${check_sources})
+  target_include_directories(check_edges PRIVATE producers)
+  target_link_libraries(check_edges PRIVATE hotpath fmt::fmt CLI11::CLI11)
+  target_compile_definitions(check_edges PRIVATE EDGEFOLD_VERSION="${PROJECT_VERSION}")
+endif()

@@ -1,0 +1,188 @@
+#include "edgescope/command_line.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <map>
+
+#include "edgescope/message.h"
+
+namespace edgescope {
+namespace {
+
+// Help as other programs write it: what stands behind a command is told by its usage line.
+class HelpFormat : public CLI::Formatter {
+public:
+    HelpFormat() { column_width(26); }
+
+    std::string make_usage(const CLI::App* app, std::string /*name*/) const override {
+        const bool is_whole = app->get_parent() == nullptr;
+        if (is_whole) return "Usage: edgescope COMMAND [OPTIONS] DATABASE...\n";
+        const bool takes_two = app->get_name() == "compare";
+        return "Usage: edgescope " + app->get_name() + " [OPTIONS] " +
+               (takes_two ? "OLD NEW" : "DATABASE...") + "\n";
+    }
+    std::string make_subcommands(const CLI::App* app, CLI::AppFormatMode mode) const override {
+        std::string text = CLI::Formatter::make_subcommands(app, mode);
+        const std::string title = "Subcommands:";
+        const std::size_t place = text.find(title);
+        return place == std::string::npos ? text : text.replace(place, title.size(), "Commands:");
+    }
+    std::string make_positionals(const CLI::App* /*app*/) const override { return ""; }
+};
+
+// Options that all commands have.
+void add_common_options(CLI::App& command, CommandLine& line, double& time_limit) {
+    command.add_option("-o,--output", line.output, "Write to FILE instead of standard output")
+        ->option_text("FILE");
+    command.add_flag("--trust", line.reading.is_trusted,
+                     "Leave out the checks of files of unknown origin");
+    command
+        .add_option("--time-limit", time_limit,
+                    "Seconds that reading one file may take (default 60)")
+        ->option_text("SECONDS")
+        ->check(CLI::Range(0.001, 1e6));
+}
+
+void add_databases(CLI::App& command, CommandLine& line, const char* description) {
+    command.add_option("DATABASE", line.databases, description)->required();
+}
+
+void add_names_option(CLI::App& command, bool& demangle) {
+    command.add_flag("--demangle", demangle, "Show names of C++ as in the source");
+}
+
+void add_json_option(CLI::App& command, bool& as_json) {
+    command.add_flag("--json", as_json, "Write JSON");
+}
+
+CLI::Option* add_percent(CLI::App& command, const char* name, double& value,
+                         const char* description) {
+    return command.add_option(name, value, description)
+        ->option_text("PERCENT")
+        ->check(CLI::Range(0.0, 100.0));
+}
+
+CLI::App* add_top(CLI::App& app, CommandLine& line) {
+    CLI::App* const top = app.add_subcommand("top", "List the hottest functions, edges or calls");
+    static const std::map<std::string, TopKind> kinds = {
+        {"functions", TopKind::functions}, {"edges", TopKind::edges}, {"calls", TopKind::calls}};
+    top->add_option("--by", line.top.kind, "functions (default), edges or calls")
+        ->transform(CLI::CheckedTransformer(kinds))
+        ->option_text("KIND");
+    top->add_option("-n,--lines", line.top.limit, "Lines of the list (default 20), 0 for all")
+        ->option_text("NUMBER");
+    top->add_option("--function", line.top.function, "Only of the function NAME")
+        ->option_text("NAME");
+    add_names_option(*top, line.top.demangle);
+    add_json_option(*top, line.top.as_json);
+    add_databases(*top, line, "Databases, which are summed");
+    return top;
+}
+
+CLI::App* add_check(CLI::App& app, CommandLine& line) {
+    CLI::App* const check = app.add_subcommand("check", "Tell whether databases are fit for use");
+    CheckOptions& options = line.check;
+    add_percent(*check, "--max-imbalance", options.max_imbalance,
+                "Counts that may be missing in the flow (default 50)");
+    add_percent(*check, "--max-unknown-lines", options.max_unknown_lines,
+                "Edge counts that may be without a line (default 50)");
+    add_percent(*check, "--max-two-positions", options.max_two_positions,
+                "Addresses that may have two positions (default 1)");
+    add_percent(*check, "--max-without-file", options.max_without_file,
+                "Counts that may be without a source file (default 50)");
+    check->add_option("-n,--lines", options.worst, "Functions that a finding names (default 10)")
+        ->option_text("NUMBER");
+    add_json_option(*check, options.as_json);
+    add_databases(*check, line, "Databases, each checked by itself");
+    return check;
+}
+
+CLI::App* add_compare(CLI::App& app, CommandLine& line) {
+    CLI::App* const compare = app.add_subcommand("compare", "Tell how much two databases agree");
+    CompareOptions& options = line.compare;
+    add_percent(*compare, "--min-overlap", options.min_overlap,
+                "Exit with status 1 if an overlap is smaller");
+    compare
+        ->add_option("-n,--lines", options.limit, "Functions in each list (default 10), 0 for all")
+        ->option_text("NUMBER");
+    add_names_option(*compare, options.demangle);
+    add_json_option(*compare, options.as_json);
+    compare->add_option("DATABASE", line.databases, "The old database and the new one")
+        ->required()
+        ->expected(2);
+    return compare;
+}
+
+CLI::App* add_export(CLI::App& app, CommandLine& line) {
+    std::string formats = "Formats:\n";
+    std::vector<std::string> names;
+    for (const ExportFormat& format : export_formats()) {
+        formats += fmt::format("  {:<24}{}\n", format.name, format.description);
+        names.emplace_back(format.name);
+    }
+    CLI::App* const command = app.add_subcommand("export", "Write another program's format");
+    ExportOptions& options = line.exporting;
+    command->footer(formats);
+    command->add_option("--to", options.format, "One of the formats below")
+        ->required()
+        ->option_text("FORMAT")
+        ->check(CLI::IsMember(names));
+    command->add_option("--function", options.function, "dot: draw the flow of the function NAME")
+        ->option_text("NAME");
+#ifdef EDGESCOPE_READS_PROGRAMS
+    command
+        ->add_option("--program", options.program,
+                     "llvm: take lines and inlined functions from the program FILE that ran")
+        ->option_text("FILE")
+        ->check(CLI::ExistingFile);
+#endif
+    add_percent(*command, "--min-share", options.min_share, "dot: leave out smaller shares");
+    command
+        ->add_option("--sources", options.sources, "lcov, callgrind: find source files below DIR")
+        ->option_text("DIR")
+        ->check(CLI::ExistingDirectory);
+    add_names_option(*command, options.demangle);
+    add_databases(*command, line, "Databases, which are summed");
+    return command;
+}
+
+int refuse(const CLI::App& app, const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) return app.exit(error);
+    print_error("", error.what());
+    fmt::print(stderr, "Try 'edgescope --help' for more information.\n");
+    return exit_failure;
+}
+
+}  // namespace
+
+int parse_command_line(int argument_count, const char* const* arguments, CommandLine& line) {
+    CLI::App app("Shows what is in sample databases, checks and compares them, and exports them.",
+                 "edgescope");
+    app.set_version_flag("--version", "edgescope " EDGESCOPE_VERSION, "Print the version and exit");
+    app.set_help_flag("-h,--help", "Print this help and exit");
+    app.formatter(std::make_shared<HelpFormat>());
+    app.require_subcommand(1);
+    app.footer(
+        "'edgescope COMMAND --help' tells the options of a command.\n"
+        "Exit status: 0 fine, 1 a finding, 2 wrong use or unreadable input.");
+    const std::map<const CLI::App*, Command> commands = {
+        {add_top(app, line), Command::top},
+        {add_check(app, line), Command::check},
+        {add_compare(app, line), Command::compare},
+        {add_export(app, line), Command::export_profile}};
+    double time_limit = 60;
+    for (const auto& [command, value] : commands)
+        add_common_options(*const_cast<CLI::App*>(command), line, time_limit);
+    try {
+        app.parse(argument_count, arguments);
+    } catch (const CLI::ParseError& error) {
+        return refuse(app, error);
+    }
+    line.command = commands.at(app.get_subcommands().front());
+    line.reading.guard.time_limit =
+        std::chrono::milliseconds(static_cast<std::int64_t>(time_limit * 1000));
+    return -1;
+}
+
+}  // namespace edgescope

@@ -1,0 +1,78 @@
+#include "edgescope/flow.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "edgescope/blocks.h"
+
+namespace edgescope {
+namespace {
+
+// Deviations of this many standard ones are still taken for chance.
+constexpr double usual_deviations = 4;
+
+// A return leads to the instruction behind a call. So it can't lead to a block if the block before
+// it ends with something else, as one that an edge leaves does.
+bool may_be_returned_to(const std::vector<Block>& blocks, std::size_t index) {
+    return index == 0 || !blocks[index - 1].is_left;
+}
+
+// What chance may add to, or take from, a difference of these counts.
+double noise_of(std::uint64_t sum, std::uint64_t edges, std::uint32_t runs) {
+    return usual_deviations * std::sqrt(static_cast<double>(sum)) +
+           static_cast<double>(edges) * std::max<std::uint32_t>(runs, 1);
+}
+
+class Sum {
+public:
+    explicit Sum(std::uint32_t runs) : runs_(runs) {}
+
+    // Adds a comparison of what must be equal, of this many edges.
+    void compare(std::uint64_t one, std::uint64_t other, std::uint64_t edges) {
+        const std::uint64_t difference = one > other ? one - other : other - one;
+        const double noise = noise_of(one + other, edges, runs_);
+        result_.judged += one;
+        result_.missing += difference;
+        result_.noise += std::min(difference, static_cast<std::uint64_t>(noise));
+    }
+
+    const Imbalance& result() const { return result_; }
+
+private:
+    std::uint32_t runs_;
+    Imbalance result_;
+};
+
+}  // namespace
+
+Imbalance imbalance_of(const Function& function, std::uint32_t runs) {
+    const std::vector<Block> blocks = blocks_of(function);
+    Sum sum(runs);
+    std::uint64_t entries = 0, entered_again = 0, entry_edges = 0, exits = 0, exit_edges = 0;
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        const Block& block = blocks[i];
+        if (block.is_entry) {
+            entries += block.leaving;
+            entered_again += block.entering;
+            entry_edges += block.edges;
+        }
+        if (block.is_exit) {
+            // Where edges leave it too, only the rest returned.
+            exits += block.entering - std::min(block.entering, block.leaving);
+            exit_edges += block.edges;
+        }
+        if (block.is_entry || block.is_exit || !block.is_entered || !block.is_left) continue;
+        if (block.entering >= block.leaving || !may_be_returned_to(blocks, i))
+            sum.compare(block.entering, block.leaving, block.edges);
+    }
+    // The entry block is left as often as calls and jumps back enter it.
+    if (entry_edges != 0) sum.compare(function.count + entered_again, entries, entry_edges + 1);
+    // A function can't return more often than it was entered. A return of it may be missing where
+    // it ends with a jump to another function.
+    if (exit_edges != 0 && exits > function.count)
+        sum.compare(function.count, exits, exit_edges + 1);
+    return sum.result();
+}
+
+}  // namespace edgescope

@@ -1,0 +1,35 @@
+#include "edgescope/profile.h"
+
+namespace edgescope {
+
+bool has_file(const Function& function) {
+    // The producers of edge files write "NA", a symbolizer may write the other.
+    return !function.file.empty() && function.file != "NA" && function.file != "??";
+}
+
+std::uint64_t total_entries(const Profile& profile) {
+    std::uint64_t sum = 0;
+    for (const Function& function : profile.functions) sum += function.count;
+    return sum;
+}
+
+std::uint64_t total_edge_count(const Function& function) {
+    std::uint64_t sum = 0;
+    for (const Edge& edge : function.edges) sum += edge.count;
+    return sum;
+}
+
+std::uint64_t total_edge_count(const Profile& profile) {
+    std::uint64_t sum = 0;
+    for (const Function& function : profile.functions) sum += total_edge_count(function);
+    return sum;
+}
+
+std::uint64_t total_call_count(const Profile& profile) {
+    std::uint64_t sum = 0;
+    for (const Function& function : profile.functions)
+        for (const Call& call : function.calls) sum += call.count;
+    return sum;
+}
+
+}  // namespace edgescope
