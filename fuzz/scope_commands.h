@@ -21,6 +21,18 @@ inline std::optional<edgescope::Profile> read_with_edgescope(const std::string& 
     return edgescope::read_profile({path}, settings);
 }
 
+// The counts of a profile that is refused since they are too large for sums.
+inline bool is_refused_for_its_counts(const std::string& path, bool is_trusted) {
+    edgescope::ReadSettings settings;
+    settings.is_trusted = is_trusted;
+    edgescope::ProfileSum sum;
+    edgescope::ProgressBar progress(1);
+    if (!sum.add(path, settings, progress)) return false;
+    const edgescope::Profile profile = sum.finish();
+    edgescope::find_faults(profile, sum.dangling_rows(), {});
+    return !edgescope::can_be_summed(profile);
+}
+
 inline void run_all_commands(const edgescope::Profile& profile) {
     edgescope::Output output("");
     for (const auto kind :

@@ -12,6 +12,8 @@ namespace callgrind {
 
 namespace {
 
+constexpr Count largest_sum = (Count{1} << 60) - 1;
+
 void add(Count& sum, Count count) {
     sum = count > std::numeric_limits<Count>::max() - sum ? std::numeric_limits<Count>::max()
                                                           : sum + count;
@@ -117,6 +119,9 @@ bool Parser::read(std::FILE* stream, std::string& problem) {
     std::free(text);
     if (good && std::ferror(stream) != 0) good = fail("can't be read");
     if (good && !event_) good = fail("is no recording of callgrind");
+    // What is made of counts takes each of them a few times, and no sum may wrap.
+    if (good && recording_.all_counts_ > largest_sum)
+        good = fail("is damaged: its counts add up to 2^60 or more");
     if (good && (open_part_ || transfer_)) good = fail("is cut off: its totals are missing");
     problem = problem_;
     return good;
@@ -216,6 +221,7 @@ bool Parser::transfer(bool is_call, std::string_view value) {
     const auto count = number_of(words_[0].substr(0, words_[0].find('/')));
     const auto target = absolute(words_[1]);
     if (!count || !target) return false;
+    add(recording_.all_counts_, *count);
     transfer_ = {is_call, *count, *target};
     return true;
 }
@@ -235,6 +241,7 @@ bool Parser::costs(std::string_view text) {
     if (words_.size() <= *event_) return true;  // trailing zeros are left out
     const auto count = number_of(words_[*event_]);
     if (!count) return false;
+    add(recording_.all_counts_, *count);
     add(part_, *count);
     add(recording_.objects_[*object_].executed[address_], *count);
     return true;

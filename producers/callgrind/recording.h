@@ -61,6 +61,7 @@ private:
     std::unordered_map<std::string, std::uint32_t> function_ids_;
     std::map<std::tuple<Site, Site, std::uint32_t>, Count> calls_;
     Count instructions_ = 0;
+    Count all_counts_ = 0;    // jumps and calls too; the largest number stands for more
     bool has_start_ = false;  // of a program by the C library
     bool has_exit_ = false;
     bool has_end_ = false;  // rather than a dump in between

@@ -129,7 +129,7 @@ private:
     std::uint64_t line_number_ = 0;
 };
 
-double percent(std::uint64_t part, std::uint64_t rest) {
+double percent(Hits part, Hits rest) {
     const double whole = static_cast<double>(part) + static_cast<double>(rest);
     return part == 0 ? 0 : 100 * static_cast<double>(part) / whole;
 }
@@ -147,8 +147,8 @@ std::uint64_t FileTally::lost_rows() const {
     return rows - loss(Loss::rounded_count).rows;
 }
 
-std::uint64_t FileTally::lost_hits() const {
-    std::uint64_t hits = 0;
+Hits FileTally::lost_hits() const {
+    Hits hits = 0;
     for (const RowTally& tally : losses) hits += tally.hits;
     return hits;
 }

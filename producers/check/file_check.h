@@ -26,10 +26,13 @@ enum class Loss : std::uint8_t {
     number_of_losses,
 };
 
+// A sum of counts of 64 bits, of which there may be as many.
+__extension__ using Hits = unsigned __int128;
+
 // The rows of one kind.
 struct RowTally {
     std::uint64_t rows = 0;
-    std::uint64_t hits = 0;        // wraps at 2 to the 64th, as counts do
+    Hits hits = 0;
     std::uint64_t first_line = 0;  // in the file, whose header is line 1
 
     void add(std::uint64_t line, std::uint64_t row_hits);
@@ -47,11 +50,11 @@ struct FileTally {
     const RowTally& loss(Loss why) const { return losses[static_cast<std::size_t>(why)]; }
 
     std::uint64_t kept_rows() const { return edges.rows + calls.rows + returns.rows; }
-    std::uint64_t kept_hits() const { return edges.hits + calls.hits + returns.hits; }
+    Hits kept_hits() const { return edges.hits + calls.hits + returns.hits; }
 
     // A row whose count is rounded is kept all the same.
     std::uint64_t lost_rows() const;
-    std::uint64_t lost_hits() const;
+    Hits lost_hits() const;
 
     // The larger one of the lost shares of rows and of hits, in percent; 0 for an empty file.
     double lost_percent() const;

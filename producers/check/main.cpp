@@ -46,6 +46,12 @@ struct CommandLine {
     double max_lost = std::numeric_limits<double>::infinity();
 };
 
+// CLI11's own check lets pass what is no number.
+std::string not_negative(const std::string& text) {
+    double value = -1;
+    return CLI::detail::lexical_cast(text, value) && value >= 0 ? "" : text + " is no share";
+}
+
 // The status to end with at once, or -1.
 int read_command_line(int argument_count, char** arguments, CommandLine& line) {
     CLI::App app(description, "check_edges");
@@ -55,7 +61,7 @@ int read_command_line(int argument_count, char** arguments, CommandLine& line) {
     app.add_option("--max-lost", line.max_lost,
                    "Exit status 1 where more of a file's rows, or of its hits, is lost")
         ->option_text("PERCENT")
-        ->check(CLI::NonNegativeNumber);
+        ->check(not_negative);
     try {
         app.parse(argument_count, arguments);
     } catch (const CLI::ParseError& error) {

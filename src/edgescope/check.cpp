@@ -36,6 +36,7 @@ public:
     void look_for_content();
     void look_for_dangling_rows(const DanglingRows& dangling);
     void look_for_large_counts();
+    void look_for_huge_counts();
     void look_for_imbalance();
     void look_for_calls_beyond_entries();
     void look_for_functions_without_edges();
@@ -106,6 +107,22 @@ void Search::look_for_large_counts() {
                  "would cut them to 32 bits",
              "merge its edge files anew instead of the database, or lower the counts in them",
              number, 0, std::move(worst)});
+}
+
+void Search::look_for_huge_counts() {
+    constexpr std::uint64_t first_that_is_huge = std::uint64_t{1} << 48;
+    std::vector<Culprit> worst;
+    for (const Function& function : profile_.functions) {
+        const std::uint64_t sum = sum_of_counts(function);
+        if (sum >= first_that_is_huge) worst.push_back(culprit(sum, function));
+    }
+    const std::uint64_t number = worst.size();
+    add({Severity::error, "huge-counts",
+         "the counts add up to 2^62 or more, so that shares can't be told; other commands refuse "
+         "this database",
+         "make the database anew from its edge files: counts that an earlier merge has cut may be "
+         "negative, which is read as a huge number",
+         number, 0, std::move(worst)});
 }
 
 void Search::look_for_imbalance() {
@@ -332,11 +349,15 @@ std::vector<Finding> find_faults(const Profile& profile, const DanglingRows& dan
     search.look_for_content();
     search.look_for_dangling_rows(dangling);
     search.look_for_large_counts();
+    search.look_for_two_positions();
+    if (!can_be_summed(profile)) {
+        search.look_for_huge_counts();
+        return std::move(search).findings();
+    }
     search.look_for_imbalance();
     search.look_for_calls_beyond_entries();
     search.look_for_functions_without_edges();
     search.look_for_unknown_lines();
-    search.look_for_two_positions();
     search.look_for_missing_files();
     return std::move(search).findings();
 }

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <map>
 
 #include "edgescope/message.h"
@@ -31,6 +32,33 @@ public:
     std::string make_positionals(const CLI::App* /*app*/) const override { return ""; }
 };
 
+// CLI11's own check of a range lets pass what is no number.
+CLI::Validator within(double least, double most) {
+    const auto check = [least, most](std::string& text) {
+        double value = 0;
+        if (CLI::detail::lexical_cast(text, value) && value >= least && value <= most)
+            return std::string();
+        return fmt::format("'{}' is no number from {} to {}", text, least, most);
+    };
+    return {check, ""};
+}
+
+// A number of lines: CLI11 would take a sign, and 010 for 8.
+void add_lines(CLI::App& command, std::size_t& value, const char* description) {
+    const auto check = [](std::string& text) {
+        std::size_t number = 0;
+        const char* const end = text.data() + text.size();
+        const auto result = std::from_chars(text.data(), end, number);
+        if (text.empty() || result.ec != std::errc() || result.ptr != end)
+            return fmt::format("'{}' is no number of lines", text);
+        text = std::to_string(number);
+        return std::string();
+    };
+    command.add_option("-n,--lines", value, description)
+        ->option_text("NUMBER")
+        ->transform(CLI::Validator(check, ""));
+}
+
 // Options that all commands have.
 void add_common_options(CLI::App& command, CommandLine& line, double& time_limit) {
     command.add_option("-o,--output", line.output, "Write to FILE instead of standard output")
@@ -41,7 +69,7 @@ void add_common_options(CLI::App& command, CommandLine& line, double& time_limit
         .add_option("--time-limit", time_limit,
                     "Seconds that reading one file may take (default 60)")
         ->option_text("SECONDS")
-        ->check(CLI::Range(0.001, 1e6));
+        ->check(within(0.001, 1e6));
 }
 
 void add_databases(CLI::App& command, CommandLine& line, const char* description) {
@@ -60,7 +88,7 @@ CLI::Option* add_percent(CLI::App& command, const char* name, double& value,
                          const char* description) {
     return command.add_option(name, value, description)
         ->option_text("PERCENT")
-        ->check(CLI::Range(0.0, 100.0));
+        ->check(within(0, 100));
 }
 
 CLI::App* add_top(CLI::App& app, CommandLine& line) {
@@ -70,8 +98,7 @@ CLI::App* add_top(CLI::App& app, CommandLine& line) {
     top->add_option("--by", line.top.kind, "functions (default), edges or calls")
         ->transform(CLI::CheckedTransformer(kinds))
         ->option_text("KIND");
-    top->add_option("-n,--lines", line.top.limit, "Lines of the list (default 20), 0 for all")
-        ->option_text("NUMBER");
+    add_lines(*top, line.top.limit, "Lines of the list (default 20), 0 for all");
     top->add_option("--function", line.top.function, "Only of the function NAME")
         ->option_text("NAME");
     add_names_option(*top, line.top.demangle);
@@ -91,8 +118,7 @@ CLI::App* add_check(CLI::App& app, CommandLine& line) {
                 "Addresses that may have two positions (default 1)");
     add_percent(*check, "--max-without-file", options.max_without_file,
                 "Counts that may be without a source file (default 50)");
-    check->add_option("-n,--lines", options.worst, "Functions that a finding names (default 10)")
-        ->option_text("NUMBER");
+    add_lines(*check, options.worst, "Functions that a finding names (default 10)");
     add_json_option(*check, options.as_json);
     add_databases(*check, line, "Databases, each checked by itself");
     return check;
@@ -103,9 +129,7 @@ CLI::App* add_compare(CLI::App& app, CommandLine& line) {
     CompareOptions& options = line.compare;
     add_percent(*compare, "--min-overlap", options.min_overlap,
                 "Exit with status 1 if an overlap is smaller");
-    compare
-        ->add_option("-n,--lines", options.limit, "Functions in each list (default 10), 0 for all")
-        ->option_text("NUMBER");
+    add_lines(*compare, options.limit, "Functions in each list (default 10), 0 for all");
     add_names_option(*compare, options.demangle);
     add_json_option(*compare, options.as_json);
     compare->add_option("DATABASE", line.databases, "The old database and the new one")

@@ -271,7 +271,10 @@ int run_compare(const std::string& old_path, const std::string& new_path,
     ProfileSum old_sum, new_sum;
     if (!old_sum.add(old_path, settings, progress) || !new_sum.add(new_path, settings, progress))
         return exit_failure;
-    const Comparison comparison = compare_profiles(old_sum.finish(), new_sum.finish());
+    const Profile old_profile = old_sum.finish(), new_profile = new_sum.finish();
+    if (!accept_sums(old_profile, old_path) || !accept_sums(new_profile, new_path))
+        return exit_failure;
+    const Comparison comparison = compare_profiles(old_profile, new_profile);
     if (options.as_json)
         write_json(comparison, options, output);
     else

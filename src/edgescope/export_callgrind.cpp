@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "edgescope/blocks.h"
+#include "edgescope/counts.h"
 #include "edgescope/export.h"
 #include "edgescope/line_counts.h"
 #include "edgescope/message.h"
@@ -58,8 +59,7 @@ public:
     const LineCosts& own(const Function& function) const { return costs_.at(&function).lines; }
 
     std::uint64_t of_call(const Call& call) {
-        return static_cast<std::uint64_t>(static_cast<double>(call.count) *
-                                          for_each_entry(call.callee));
+        return count_of(static_cast<double>(call.count) * for_each_entry(call.callee));
     }
 
     // The function that a call by this name leads to; null if none or several have that name.

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "edgescope/blocks.h"
+#include "edgescope/counts.h"
 
 namespace edgescope {
 namespace {
@@ -19,14 +20,14 @@ bool may_be_returned_to(const std::vector<Block>& blocks, std::size_t index) {
 }
 
 // What chance may add to, or take from, a difference of these counts.
-double noise_of(std::uint64_t sum, std::uint64_t edges, std::uint32_t runs) {
+double noise_of(std::uint64_t sum, std::uint64_t edges, std::uint64_t runs) {
     return usual_deviations * std::sqrt(static_cast<double>(sum)) +
-           static_cast<double>(edges) * std::max<std::uint32_t>(runs, 1);
+           static_cast<double>(edges) * static_cast<double>(std::max<std::uint64_t>(runs, 1));
 }
 
 class Sum {
 public:
-    explicit Sum(std::uint32_t runs) : runs_(runs) {}
+    explicit Sum(std::uint64_t runs) : runs_(runs) {}
 
     // Adds a comparison of what must be equal, of this many edges.
     void compare(std::uint64_t one, std::uint64_t other, std::uint64_t edges) {
@@ -34,19 +35,19 @@ public:
         const double noise = noise_of(one + other, edges, runs_);
         result_.judged += one;
         result_.missing += difference;
-        result_.noise += std::min(difference, static_cast<std::uint64_t>(noise));
+        result_.noise += std::min(difference, count_of(noise));
     }
 
     const Imbalance& result() const { return result_; }
 
 private:
-    std::uint32_t runs_;
+    std::uint64_t runs_;
     Imbalance result_;
 };
 
 }  // namespace
 
-Imbalance imbalance_of(const Function& function, std::uint32_t runs) {
+Imbalance imbalance_of(const Function& function, std::uint64_t runs) {
     const std::vector<Block> blocks = blocks_of(function);
     Sum sum(runs);
     std::uint64_t entries = 0, entered_again = 0, entry_edges = 0, exits = 0, exit_edges = 0;

@@ -16,6 +16,6 @@ struct Imbalance {
 // The imbalance of one function. Calls and returns are no edges, so a block that ends with a call,
 // or that a return leads to, is judged only as far as that leaves no doubt. `runs` is the number of
 // recordings that the counts come from, each of which rounds.
-Imbalance imbalance_of(const Function& function, std::uint32_t runs);
+Imbalance imbalance_of(const Function& function, std::uint64_t runs);
 
 }  // namespace edgescope

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "edgescope/counts.h"
 #include "edgescope/discriminator.h"
 #include "hotpath/facade/function_name.h"
 
@@ -31,8 +32,8 @@ std::string_view source_name(std::string_view name) {
 
 std::uint64_t InlinedSamples::total() const {
     std::uint64_t sum = 0;
-    for (const auto& [offset, line] : lines) sum += line.count;
-    for (const auto& [place, samples] : inlined) sum += samples->total();
+    for (const auto& [offset, line] : lines) add_count(sum, line.count);
+    for (const auto& [place, samples] : inlined) add_count(sum, samples->total());
     return sum;
 }
 
@@ -61,7 +62,7 @@ void SampleTree::add(const CountedFunction& function) {
     }
     if (!indirect_.empty()) add_indirect_calls(function);
     if (function.entries != 0)
-        functions_[source_name(function.function->name)].entries += function.entries;
+        add_count(functions_[source_name(function.function->name)].entries, function.entries);
 }
 
 bool SampleTree::find_place(const program::Function& function, Address address, Place& place) {
@@ -91,7 +92,7 @@ void SampleTree::add_direct_call(const Place& place, const CountedFunction& func
     if (callee == nullptr || callee->range.start != target) return;
     if (counted.instruction.kind == Kind::jump && callee == function.function) return;
     const std::string_view name = source_name(callee->name);
-    place.samples->lines[place.offset].callees[name] += counted.count;
+    add_count(place.samples->lines[place.offset].callees[name], counted.count);
     direct_.emplace(place.outermost_line, name);
 }
 
@@ -104,11 +105,11 @@ void SampleTree::add_indirect_calls(const CountedFunction& function) {
         if (sites == indirect_.end() || callee.empty() || direct_.count({call.line, callee}) != 0)
             continue;
         std::uint64_t all = 0;
-        for (const auto& [place, count] : sites->second) all += count;
+        for (const auto& [place, count] : sites->second) add_count(all, count);
         for (const auto& [place, count] : sites->second) {
             const double share = static_cast<double>(count) / static_cast<double>(all);
-            const auto calls =
-                static_cast<std::uint64_t>(share * static_cast<double>(std::min(call.count, all)));
+            const std::uint64_t calls =
+                count_of(share * static_cast<double>(std::min(call.count, all)));
             auto& callees = place.samples->lines[place.offset].callees;
             if (calls != 0) callees.emplace(callee, calls);
         }

@@ -48,12 +48,19 @@ struct Function {
 };
 
 struct Profile {
-    std::uint32_t runs = 0;
+    std::uint64_t runs = 0;
     std::vector<Function> functions;  // by name, "/", file
 };
 
 // False for a function of which no source file is known.
 bool has_file(const Function& function);
+
+// All counts of a function; the largest number if they add up to more.
+std::uint64_t sum_of_counts(const Function& function);
+
+// False if the counts are so large that sums of them may not fit into 64 bits. All that follows is
+// for profiles of which it is true, as those of `read_profile` are.
+bool can_be_summed(const Profile& profile);
 
 // Sums of counts, for shares.
 std::uint64_t total_entries(const Profile& profile);

@@ -4,6 +4,8 @@
 #include <iterator>
 #include <tuple>
 
+#include "edgescope/counts.h"
+
 namespace edgescope {
 namespace {
 
@@ -38,7 +40,7 @@ struct EdgePlace {
 // Adds a later sighting to an edge. Of a sighting at other positions only the marks count.
 void add_sighting(Edge& edge, const Edge& later) {
     if (same_location(edge.from, later.from) && same_location(edge.to, later.to))
-        edge.count += later.count;
+        add_count(edge.count, later.count);
     edge.is_entry = later.is_entry;
     edge.is_exit = later.is_exit;
 }
@@ -76,7 +78,7 @@ void fold_calls(std::vector<Call>& calls) {
     for (Call& call : calls) {
         if (!folded.empty() && folded.back().callee == call.callee &&
             folded.back().line == call.line)
-            folded.back().count += call.count;
+            add_count(folded.back().count, call.count);
         else
             folded.push_back(std::move(call));
     }
@@ -143,7 +145,7 @@ void ProfileSum::add_function(const rows::Function& row,
     const auto [place, is_new] = by_key_.emplace(key_of(function), profile_.functions.size());
     if (is_new) profile_.functions.push_back(std::move(function));
     Function& known = profile_.functions[place->second];
-    known.count += row.exec_count;
+    add_count(known.count, row.exec_count);
     known.uses_discriminators |= row.uses_discriminators;
     known.uses_columns |= row.uses_columns;
     rows_.push_back({.id = row.id, .function = place->second, .edges = {}, .calls = {}});
@@ -209,13 +211,21 @@ Profile ProfileSum::finish() {
     return std::move(profile_);
 }
 
+bool accept_sums(const Profile& profile, const std::string& path) {
+    if (can_be_summed(profile)) return true;
+    print_error(path, "the counts add up to 2^62 or more; 'edgescope check' tells where they are");
+    return false;
+}
+
 std::optional<Profile> read_profile(const std::vector<std::string>& paths,
                                     const ReadSettings& settings) {
     ProfileSum sum;
     ProgressBar progress(paths.size());
     for (const std::string& path : paths)
         if (!sum.add(path, settings, progress)) return std::nullopt;
-    return sum.finish();
+    Profile profile = sum.finish();
+    if (!accept_sums(profile, paths.size() == 1 ? paths.front() : "")) return std::nullopt;
+    return profile;
 }
 
 }  // namespace edgescope

@@ -35,7 +35,8 @@ public:
     [[nodiscard]] bool add(const std::string& path, const ReadSettings& settings,
                            ProgressBar& progress);
 
-    // The sum, in its final order. Called once.
+    // The sum, in its final order. Called once. A count that doesn't fit into 64 bits is the
+    // largest one.
     Profile finish();
 
     const DanglingRows& dangling_rows() const { return dangling_; }
@@ -70,7 +71,12 @@ private:
     bool all_have_runs_ = true;
 };
 
-// The sum of all databases; nothing, with a message, if one can't be read.
+// False, with a message, if the counts of the profile, of the database at `path`, are too large for
+// sums of them.
+[[nodiscard]] bool accept_sums(const Profile& profile, const std::string& path);
+
+// The sum of all databases; nothing, with a message, if one can't be read or the counts are too
+// large for sums.
 std::optional<Profile> read_profile(const std::vector<std::string>& paths,
                                     const ReadSettings& settings);
 

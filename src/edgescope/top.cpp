@@ -91,7 +91,7 @@ public:
         }
     }
 
-    void write(std::uint32_t runs) {
+    void write(std::uint64_t runs) {
         output_.print("# Runs: {}   {}: {}   Sum: {}\n#\n", with_commas(runs),
                       name_of(options_.kind), with_commas(list_.rows.size()),
                       with_commas(list_.total));
@@ -152,7 +152,7 @@ Json json_row(const Row& row, std::uint64_t total) {
     return json;
 }
 
-void write_json(const List& list, std::uint32_t runs, const TopOptions& options, Output& output) {
+void write_json(const List& list, std::uint64_t runs, const TopOptions& options, Output& output) {
     Json json = {{"runs", runs},
                  {"by", name_of(options.kind)},
                  {"rows", list.rows.size()},

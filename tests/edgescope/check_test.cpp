@@ -74,6 +74,17 @@ TEST_F(Check, finds_counts_that_another_merge_would_cut) {
     EXPECT_EQ(last_[0]["worst"][0]["function"], "f");
 }
 
+TEST_F(Check, finds_counts_that_are_too_large_for_sums) {
+    EXPECT_THAT(findings(small_profile_and("UPDATE sf_edges SET sf_exec_count = -1 WHERE"
+                                           " sf_from_func_id = 2")),
+                ElementsAre("error large-counts 1", "error huge-counts 1"));
+    EXPECT_EQ(last_[1]["worst"][0]["function"], "_Z1gi");
+    EXPECT_THAT(findings(small_profile_and("UPDATE sf_functions SET sf_exec_count = -1")),
+                ElementsAre("error huge-counts 2"));
+    EXPECT_THAT(findings(small_profile_and("UPDATE sf_calls SET sf_exec_count = -1")),
+                ElementsAre("error huge-counts 1"));
+}
+
 // What the finding says is so: the merge tool reads such a count as another one.
 TEST_F(Check, a_count_of_the_kind_is_cut_by_the_merge_tool) {
     database("a.db",

@@ -83,6 +83,25 @@ TEST_F(CommandLine, an_output_that_cannot_be_written_is_a_failure) {
     EXPECT_EQ(run.standard_error, "edgescope: none/list.txt: No such file or directory\n");
 }
 
+TEST_F(CommandLine, numbers_out_of_range_are_refused) {
+    database("a.db", small_profile);
+    for (const char* const value : {"nan", "inf", "-1", "1e300", "0", "1e-9", "1x", ""}) {
+        const ProgramRun run = scope({"top", "--time-limit", value, "a.db"});
+        EXPECT_EQ(run.exit_status, 2) << value;
+        EXPECT_EQ(run.standard_output, "");
+    }
+    EXPECT_EQ(scope({"top", "--time-limit", "1e6", "a.db"}).exit_status, 0);
+    for (const char* const value : {"nan", "-1", "100.1", "inf"}) {
+        EXPECT_EQ(scope({"compare", "--min-overlap", value, "a.db", "a.db"}).exit_status, 2);
+        EXPECT_EQ(scope({"check", "--max-imbalance", value, "a.db"}).exit_status, 2);
+    }
+    EXPECT_THAT(scope({"top", "--time-limit", "nan", "a.db"}).standard_error,
+                HasSubstr("'nan' is no number from 0.001 to 1000000"));
+    for (const char* const value : {"-1", "+1", "1.5", "0x1", "99999999999999999999", ""})
+        EXPECT_EQ(scope({"top", "-n", value, "a.db"}).exit_status, 2) << value;
+    EXPECT_EQ(output_of({"top", "-n", "010", "a.db"}), output_of({"top", "-n", "10", "a.db"}));
+}
+
 TEST_F(CommandLine, a_database_is_never_changed) {
     merge_example("fasttree.csv", "a.db");
     const std::string bytes = read("a.db");

@@ -153,6 +153,17 @@ class Inputs(unittest.TestCase):
         _, error = self.hits("--scale", "3", self.loop, self.path("huge.out", self.loop_recording(2 ** 31 + 1)))
         self.assertNotIn("warning", error)
 
+    def test_counts_whose_sums_would_wrap_are_refused(self):
+        path = self.path("huge.out", self.loop_recording(2 ** 58))
+        self.assertEqual(self.hits("--scale", 2 ** 30, self.loop, path)[0][1], ("Cond", 2 ** 28))
+        path = self.path("huge.out", self.loop_recording(2 ** 59))
+        self.assert_refused("%s: is damaged: its counts add up to 2^60 or more" % path, self.loop, path)
+        path = self.path("huge.out", self.loop_recording(2 ** 62))
+        self.assert_refused("%s: is damaged: its counts add up to 2^60 or more" % path, self.loop, path)
+        # Of several recordings together
+        some = [self.path("large.out-0%d" % i, self.loop_recording(2 ** 58)) for i in range(2)]
+        self.assert_refused("%s: is damaged: its counts add up to 2^60 or more" % some[1], self.loop, *some)
+
     def test_a_summary_tells_rows_and_hits(self):
         _, error = self.hits(self.loop, self.path("some.out", self.loop_recording(10)))
         self.assertEqual(error, "callgrind2edges: 3 rows, 11 hits; 0.0 % of the hits without a line, which edgefold "

@@ -58,11 +58,11 @@ class CheckEdges(unittest.TestCase):
         return tuple(sums)
 
     def kept_sums(self, names):
-        """The same by the word of the checker, over all files."""
+        """The same by the word of the checker, over all files; its own sums don't wrap."""
         run = self.check(*names)
         kept = KEPT.findall(run.stdout)
         self.assertIn(run.returncode, (0, 2), run.stderr)
-        return (int(kept[-1][2]), int(kept[-1][3])) if kept else (0, 0)
+        return (int(kept[-1][2]) % 2**64, int(kept[-1][3]) % 2**64) if kept else (0, 0)
 
     def test_a_file_without_fault_loses_nothing(self):
         self.assertEqual(self.report_of(GOOD + "14,Call,a.c,3,f,30,b.c,7,g,4\n"
@@ -99,6 +99,16 @@ class CheckEdges(unittest.TestCase):
                          "  lost: 0 rows, 0 hits, 0.00 %\n"
                          "  odd numbers: 2 rows, first in line 3\n")
 
+    def test_sums_do_not_wrap(self):
+        large = 2**63
+        row = "%d,Cond,a.c,%d,f,20,a.c,2,f,%d\n"
+        self.assertEqual(self.report_of("".join(row % (address, 1, large) for address in (10, 11, 12)) +
+                                        row % (13, -1, large)),
+                         "a.csv: 4 rows\n"
+                         "  kept: 3 rows, %d hits (edges %d, calls 0, returns 0)\n"
+                         "  lost: 1 rows, %d hits, 25.00 %%\n"
+                         "    unknown line: 1 rows, %d hits, first in line 5\n" % (3 * large, 3 * large, large, large))
+
     def test_a_later_file_has_the_positions_of_the_first(self):
         (self.place / "a.csv").write_text(HEADER + GOOD)
         (self.place / "b.csv").write_text(HEADER + GOOD.replace("a.c,1", "a.c,2"))
@@ -131,7 +141,7 @@ class CheckEdges(unittest.TestCase):
             self.assertIn("a.csv: 1 rows\n", run.stdout)
 
     def test_wrong_use_is_status_2(self):
-        for words in ((), ("--max-lost", "x", "a.csv"), ("--max-lost", "-1", "a.csv"), ("--odd",)):
+        for words in ((), ("--max-lost", "x", "a.csv"), ("--max-lost", "-1", "a.csv"), ("--max-lost", "nan", "a.csv"), ("--odd",)):
             self.assertEqual(self.check(*words).returncode, 2)
 
     def test_help_and_version_are_told(self):
