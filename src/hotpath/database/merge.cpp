@@ -62,7 +62,7 @@ bool Merge::insert(const FunctionRecord& source) {
 
 bool Merge::insert_or_update(const FunctionRecord& source, FunctionRecordFactory& factory) {
     FunctionRecord* const target =
-        m_own_records.find_record(source.get_file_name(), source.get_function_name());
+        m_own_records.find_record(source.key().file(), source.get_function_name());
     if (target == nullptr) return insert(source);
     const FunctionRecordProxy* const proxy = target->get_proxy();
     target->merge(source, factory);
@@ -76,7 +76,7 @@ bool Merge::insert_or_update(const FunctionRecord& source, FunctionRecordFactory
 OlderRow Merge::older_row(const FunctionRecord& source) const {
     if (!m_own_records_are_current) return OlderRow::possible;
     if (!m_file_had_functions) return OlderRow::none;
-    return m_own_records.holds_key(source.get_file_name(), source.get_function_name())
+    return m_own_records.holds_key(source.key().file(), source.get_function_name())
                ? OlderRow::possible
                : OlderRow::none;
 }

@@ -12,6 +12,7 @@
 // - A text that isn't stored as text, or isn't what it reads as, is in no answer, as no search for
 //   text finds it. In a file of 16-bit texts, names that differ may be stored as one: there each
 //   name is first turned into its stored form.
+// - A file's text is looked for once, however many functions the file has: it may be long.
 // - All file names are read at the first question. Functions are many, and a merge knows from the
 //   rows that it read which ones are new; where that isn't known, or file ids have more than 32
 //   bits, of which only the low ones are stored, the function table is read once.
@@ -66,28 +67,47 @@ std::uint32_t low_bits(std::int64_t id) { return static_cast<std::uint32_t>(id);
 
 RowIdAnswer found(std::uint32_t id) { return {RowIdAnswer::found, id}; }
 
+std::uint64_t hash_address(const FileName& name) {
+    return hash_number(reinterpret_cast<std::uintptr_t>(&name));
+}
+
 }  // namespace
 
-RowIdAnswer RowIds::find_file(std::string_view name) {
+RowIdAnswer RowIds::find_file(const FileName& name) {
     if (!m_was_read && m_connection.in_sound_transaction()) {
         m_was_read = true;
         m_is_plain = read_file();
     }
     if (!can_tell()) return {};
-    const std::string_view stored = as_stored(name);
+    if (const RowIdAnswer given = given_id(name); given.kind == RowIdAnswer::found) return given;
+    const std::string_view stored = as_stored(name.text);
     if (!can_tell()) return {};
     const std::uint32_t number = m_file_names.find(stored);
     if (number == TextPool::none) return {RowIdAnswer::absent, 0};
-    return found(m_file_ids[number]);
+    return give_id(name, m_file_ids[number]);
 }
 
-RowIdAnswer RowIds::added_file(std::string_view name) {
+RowIdAnswer RowIds::added_file(const FileName& name) {
     if (!can_tell()) return {};
     const std::uint32_t id = low_bits(m_next_file_id++);
-    const std::string_view stored = as_stored(name);
+    const std::string_view stored = as_stored(name.text);
     if (!can_tell()) return {};
     m_file_names.number_of(stored);
     m_file_ids.push_back(id);
+    return give_id(name, id);
+}
+
+// The id that was given for this name before; `must_search` without one.
+RowIdAnswer RowIds::given_id(const FileName& name) const {
+    const std::uint32_t place = m_given_index.find(
+        hash_address(name), [&](std::uint32_t file) { return m_given_files[file].name == &name; });
+    if (place == IndexTable::none) return {};
+    return found(m_given_files[place].id);
+}
+
+RowIdAnswer RowIds::give_id(const FileName& name, std::uint32_t id) {
+    m_given_index.insert(hash_address(name), static_cast<std::uint32_t>(m_given_files.size()));
+    m_given_files.push_back({&name, id});
     return found(id);
 }
 

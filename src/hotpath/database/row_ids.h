@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "hotpath/database/sql_connection.h"
+#include "hotpath/model/function_key.h"
 #include "hotpath/model/index_table.h"
 #include "hotpath/model/text_pool.h"
 
@@ -36,11 +37,12 @@ public:
     explicit RowIds(const SqlConnection& connection) : m_connection(connection) {}
 
     // The file row with this text exactly as stored. The first call in the transaction reads what
-    // the file holds, so it must come before any row is added.
-    RowIdAnswer find_file(std::string_view name);
+    // the file holds, so it must come before any row is added. Where an id was given, the name is
+    // known by its address from then on, so it must stay where it is.
+    RowIdAnswer find_file(const FileName& name);
 
     // The file row that was just added for a text that no row had; never `absent`.
-    RowIdAnswer added_file(std::string_view name);
+    RowIdAnswer added_file(const FileName& name);
 
     // The first function row with these texts, one of which was just added; never `absent`.
     RowIdAnswer added_function(std::string_view name, std::uint32_t file_id, OlderRow older);
@@ -52,6 +54,11 @@ private:
         std::uint32_t id;
     };
 
+    struct File {
+        const FileName* name;
+        std::uint32_t id;
+    };
+
     bool can_tell() const { return m_is_plain && m_connection.in_sound_transaction(); }
     bool read_file();
     bool read_next_ids();
@@ -59,6 +66,8 @@ private:
     bool read_function_rows();
     bool texts_tell_functions_apart() const;
     std::string_view as_stored(std::string_view name);
+    RowIdAnswer given_id(const FileName& name) const;
+    RowIdAnswer give_id(const FileName& name, std::uint32_t id);
     std::uint32_t first_function(std::string_view stored_name, std::uint32_t file_id,
                                  std::uint32_t id);
 
@@ -72,6 +81,8 @@ private:
     std::int64_t m_next_function_id = 1;
     TextPool m_file_names;
     std::vector<std::uint32_t> m_file_ids;  // by the name's number in `m_file_names`
+    std::vector<File> m_given_files;
+    IndexTable m_given_index;  // over `m_given_files`, by the names' addresses
     TextPool m_function_names;
     std::vector<Function> m_functions;  // the first of each name and file id
     IndexTable m_function_index;        // over `m_functions`

@@ -46,7 +46,7 @@ OptionalId id_of_first_row(const SqlStatement& statement) {
 
 bool Writer::insert_function_record(const FunctionRecord& record, OlderRow older) {
     trace_store("Insert", record);
-    const OptionalId file = file_id(record.get_file_name());
+    const OptionalId file = file_id(record.key().file());
     if (!file.has_value) {
         trace_insert_failure(record, "Inserting filename");
         return false;
@@ -75,11 +75,11 @@ bool Writer::update_function_record(std::uint32_t func_id, const FunctionRecord&
 }
 
 // The id of a file, whose row is added at its first use.
-OptionalId Writer::file_id(std::string_view name) {
+OptionalId Writer::file_id(const FileName& name) {
     const RowIdAnswer known = m_row_ids.find_file(name);
     if (known.kind == RowIdAnswer::found) return {known.id, true};
     if (known.kind == RowIdAnswer::absent) return add_file(name);
-    const OptionalId id = find_file_id(name);
+    const OptionalId id = find_file_id(name.text);
     return id.has_value ? id : add_file(name);
 }
 
@@ -88,12 +88,12 @@ OptionalId Writer::find_file_id(std::string_view name) const {
     return id_of_first_row(m_statements.m_select_filename);
 }
 
-OptionalId Writer::add_file(std::string_view name) {
-    m_statements.m_insert_filename.bind_text(filenames_column::filename, name);
+OptionalId Writer::add_file(const FileName& name) {
+    m_statements.m_insert_filename.bind_text(filenames_column::filename, name.text);
     if (m_statements.m_insert_filename.run() != step_done) return {};
     const RowIdAnswer added = m_row_ids.added_file(name);
     if (added.kind == RowIdAnswer::found) return {added.id, true};
-    return find_file_id(name);
+    return find_file_id(name.text);
 }
 
 OptionalId Writer::find_function_id(std::string_view name, std::uint32_t file_id) const {

@@ -30,9 +30,9 @@ public:
     bool update_function_record(std::uint32_t func_id, const FunctionRecord& record);
 
 private:
-    OptionalId file_id(std::string_view name);
+    OptionalId file_id(const FileName& name);
     OptionalId find_file_id(std::string_view name) const;
-    OptionalId add_file(std::string_view name);
+    OptionalId add_file(const FileName& name);
     OptionalId find_function_id(std::string_view name, std::uint32_t file_id) const;
     OptionalId add_function(const FunctionRecord& record, std::uint32_t file_id, OlderRow older);
     bool insert_edges(std::uint32_t func_id, const FunctionRecord& record);

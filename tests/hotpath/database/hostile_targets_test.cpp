@@ -68,5 +68,28 @@ TEST_F(HostileTarget, texts_of_16_bits) {
     EXPECT_EQ(last_call(), "80000|1|2|x|3\n");
 }
 
+// A look at the name for each function would read 800 gigabytes, here and below.
+TEST_F(HostileTarget, a_file_name_of_20_megabytes_with_many_old_functions) {
+    create("INSERT INTO sf_filenames VALUES (1, replace(hex(zeroblob(10000000)), '0', 'N'));" +
+           function_rows());
+    const FileName& file = inputs.file_name(std::string(20000000, 'n'));
+    for (int i = 1; i <= count; ++i)
+        inputs.find_or_create_record(file, "a/B" + std::to_string(i))->add_call("x", 1, 2, 3);
+    merge();
+    EXPECT_EQ(function_count(), "40000\n");
+    EXPECT_EQ(rows("SELECT count(*) FROM sf_calls"), "40000\n");
+}
+
+TEST_F(HostileTarget, a_file_name_of_20_megabytes_with_many_new_functions) {
+    create("INSERT INTO sf_filenames VALUES (1, 'C');" + function_rows());
+    const FileName& file = inputs.file_name(std::string(20000000, 'n'));
+    for (int i = 1; i <= count; ++i)
+        inputs.find_or_create_record(file, "f" + std::to_string(i))->add_call("x", 1, 2, 3);
+    merge();
+    EXPECT_EQ(function_count(), "80000\n");
+    EXPECT_EQ(last_call(), "80000|1|2|x|3\n");
+    EXPECT_EQ(rows("SELECT DISTINCT sf_file_id FROM sf_functions WHERE sf_id > 40000"), "2\n");
+}
+
 }  // namespace
 }  // namespace hotpath

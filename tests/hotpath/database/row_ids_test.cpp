@@ -1,6 +1,7 @@
 #include "hotpath/database/row_ids.h"
 
 #include "hotpath/database/database_fixture.h"
+#include "hotpath/model/file_name_pool.h"
 
 namespace hotpath {
 namespace {
@@ -19,7 +20,7 @@ protected:
     void begin() {
         ASSERT_EQ(connection.open(path.c_str(), OpenMode::ReadWrite), DbOpenOk);
         connection.begin_transaction();
-        ids.find_file("");
+        (void)find_file("");
     }
     void create_and_begin(const std::string& sql = "") {
         create(sql);
@@ -35,14 +36,14 @@ protected:
     // Add the row with the next id, and give the answer for it.
     std::string add_file(const std::string& name) {
         write("INSERT INTO sf_filenames (sf_filename) VALUES ('" + name + "')");
-        return text(ids.added_file(name));
+        return text(ids.added_file(names.keep(name)));
     }
     std::string add_function(const std::string& name, std::uint32_t file_id, OlderRow older) {
         write("INSERT INTO sf_functions (sf_func_name, sf_file_id) VALUES ('" + name + "', " +
               std::to_string(static_cast<std::int32_t>(file_id)) + ")");
         return text(ids.added_function(name, file_id, older));
     }
-    std::string find_file(const std::string& name) { return text(ids.find_file(name)); }
+    std::string find_file(const std::string& name) { return text(ids.find_file(names.keep(name))); }
 
     void write(const std::string& sql) const { ASSERT_TRUE(connection.exec_sql(sql.c_str())); }
     void fail() const { ASSERT_FALSE(connection.exec_sql("no SQL")); }
@@ -67,6 +68,7 @@ protected:
     }
 
     SqlConnection connection;
+    FileNamePool names;
     RowIds ids{connection};
 };
 
@@ -74,7 +76,7 @@ protected:
 
 TEST_F(RowIdsTest, cant_tell_without_a_connection) {
     EXPECT_EQ(find_file("A.C"), "must search");
-    EXPECT_EQ(text(ids.added_file("A.C")), "must search");
+    EXPECT_EQ(text(ids.added_file(names.keep("A.C"))), "must search");
     EXPECT_EQ(text(ids.added_function("f", 1, OlderRow::none)), "must search");
 }
 
@@ -114,7 +116,7 @@ TEST_F(RowIdsTest, cant_tell_once_something_failed) {
     EXPECT_EQ(find_file("A.C"), "found 2");
     fail();
     EXPECT_EQ(find_file("A.C"), "must search");
-    EXPECT_EQ(text(ids.added_file("B.C")), "must search");
+    EXPECT_EQ(text(ids.added_file(names.keep("B.C"))), "must search");
     EXPECT_EQ(text(ids.added_function("f", 2, OlderRow::none)), "must search");
 }
 
@@ -328,6 +330,24 @@ TEST_F(RowIdsOf16Bits, finds_files_by_their_characters) {
     EXPECT_EQ(find_file("\xC3\x85"), "absent");
     EXPECT_EQ(add_file("\xC3\x85"), "found 6");
     EXPECT_EQ(find_file("\xC3\x85"), "found 6");
+}
+
+// The form of a long name costs as much as the name is long.
+TEST_F(RowIdsOf16Bits, asks_for_the_form_of_a_file_name_as_long_as_it_has_no_id) {
+    const test_support::StatementLog log;
+    begin_of_16_bits("INSERT INTO sf_filenames VALUES (3, 'A.C')");
+    const auto forms_asked_for = [&](const auto& operation) {
+        log.text().clear();
+        operation();
+        return log.text();
+    };
+    const auto find = [&](const char* name) { return [&, name] { find_file(name); }; };
+    EXPECT_EQ(forms_asked_for(find("A.C")), "SELECT ?1\n");
+    EXPECT_EQ(forms_asked_for(find("A.C")), "");
+    EXPECT_EQ(forms_asked_for(find("B.C")), "SELECT ?1\n");
+    EXPECT_EQ(forms_asked_for([&] { (void)ids.added_file(names.keep("B.C")); }), "SELECT ?1\n");
+    EXPECT_EQ(forms_asked_for(find("B.C")), "");
+    EXPECT_EQ(find_file("B.C"), "found 4");
 }
 
 TEST_F(RowIdsOf16Bits, takes_bytes_that_are_no_text_for_one_file_name) {
