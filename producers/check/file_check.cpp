@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <optional>
-#include <vector>
 
 #include "diag/platform.h"
 #include "hotpath/readers/edge_numbers.h"
@@ -77,10 +76,11 @@ private:
 
     // The hits count as lost where the row is long enough to have them.
     void add_short(std::string_view line) {
-        std::vector<std::string_view> fields;
-        hotpath::split_fields(line, layout_.min_fields, fields);
-        const std::uint32_t count = layout_.column[EdgeColumn::HitCount];
-        lose(Loss::too_few_fields, count < fields.size() ? hotpath::parse_count(fields[count]) : 0);
+        hotpath::FieldCutter cutter(line);
+        std::string_view field;
+        std::uint32_t left = layout_.column[EdgeColumn::HitCount] + 1;
+        while (left != 0 && cutter.next(field)) --left;
+        lose(Loss::too_few_fields, left == 0 ? hotpath::parse_count(field) : 0);
     }
 
     void add_edge(const EdgeFold::Row& row) {

@@ -299,6 +299,18 @@ TEST_F(Limits, a_first_line_longer_than_the_memory_is_no_header) {
 #endif
 }
 
+// The fields of a row by themselves would take twice the memory.
+TEST_F(Limits, a_row_of_20_million_fields_is_a_row_like_others) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "a sanitizer takes its memory before";
+#else
+    const std::string commas = "x" + std::string(20000000, ',');
+    write("a.csv", commas + ten_columns + commas + one_edge.substr(one_edge.find('\n') + 1));
+    preparation_ = "ulimit -v 200000";
+    EXPECT_EQ(run_plain({"-file", "a.csv", "-dump"}), (Outcome{0, one_edge_report, ""}));
+#endif
+}
+
 // --- Statements that need much of the stack
 
 // Each row of one table makes one of the next; a statement that adds the first is prepared whole.

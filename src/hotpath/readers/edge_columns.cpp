@@ -39,6 +39,9 @@ constexpr std::array<EdgeColumnRow, edge_column_count> edge_column_table{{
     {"HitCount", HitCount, true},
 }};
 
+static_assert(std::all_of(edge_column_table.begin(), edge_column_table.end(),
+                          [](const auto& row) { return &row == &edge_column_table[row.column]; }));
+
 constexpr std::size_t longest_name =
     std::max_element(edge_column_table.begin(), edge_column_table.end(),
                      [](const auto& a, const auto& b) { return a.name.size() < b.name.size(); })
@@ -138,20 +141,31 @@ std::uint32_t split_at_separators(std::string_view line, PlainSplitter& splitter
 
 }  // namespace
 
+bool is_required(EdgeColumn column) { return edge_column_table[column].required; }
+
+FieldCutter::FieldCutter(std::string_view line)
+    : line_(line), start_(line.find_first_not_of(separator)) {}
+
+bool FieldCutter::next(std::string_view& field) {
+    if (start_ == std::string_view::npos) return false;
+    // The first field is never bracketed.
+    const std::size_t end =
+        is_first_ ? line_.find(separator, start_ + 1) : end_of_field(line_, start_);
+    is_first_ = false;
+    field = line_.substr(start_, end - start_);
+    start_ = end == std::string_view::npos ? end : end + 1;
+    return true;
+}
+
 void split_fields(std::string_view line, std::uint32_t limit,
                   std::vector<std::string_view>& fields) {
     fields.clear();
-    std::size_t start = line.find_first_not_of(separator);
-    if (start == std::string_view::npos) return;
-    // The first field is never bracketed.
-    std::size_t end = line.find(separator, start + 1);
-    while (end != std::string_view::npos) {
-        fields.push_back(line.substr(start, end - start));
+    FieldCutter cutter(line);
+    std::string_view field;
+    while (cutter.next(field)) {
+        fields.push_back(field);
         if (fields.size() == limit) return;
-        start = end + 1;
-        end = end_of_field(line, start);
     }
-    fields.push_back(line.substr(start));
 }
 
 std::uint32_t split_plain_fields(std::string_view line, std::uint32_t limit,

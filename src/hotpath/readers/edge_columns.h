@@ -39,9 +39,26 @@ using EdgeColumnMap = std::array<std::uint32_t, edge_column_count>;
 inline constexpr std::uint32_t absent_column = 0xFFFFFFFF;
 inline constexpr std::uint32_t no_field_limit = 0xFFFFFFFF;
 
-// Replaces the vector's content by the line's fields, at most `limit` of them. Fields are views
-// into the line. Separators in front are lost; a field behind a separator that begins with "[" runs
-// to the next "]" and keeps its brackets; the one character behind it is skipped whatever it is.
+// True for a column without which a file is no edge file.
+bool is_required(EdgeColumn column);
+
+// Gives the fields of a line one after the other, as views into the line. Separators in front are
+// lost; a field behind a separator that begins with "[" runs to the next "]" and keeps its
+// brackets; the one character behind it is skipped whatever it is.
+class FieldCutter {
+public:
+    explicit FieldCutter(std::string_view line);
+
+    // False behind the last field.
+    bool next(std::string_view& field);
+
+private:
+    std::string_view line_;
+    std::size_t start_;  // of the next field; npos behind the last
+    bool is_first_ = true;
+};
+
+// Replaces the vector's content by the line's fields, at most `limit` of them.
 void split_fields(std::string_view line, std::uint32_t limit,
                   std::vector<std::string_view>& fields);
 

@@ -14,8 +14,6 @@
 // alone (entry and exit marks, execution counts) is derived in `finish`.
 #include "hotpath/readers/edge_fold.h"
 
-#include <algorithm>
-
 #include "diag/trace.h"
 #include "hotpath/readers/edge_numbers.h"
 
@@ -35,33 +33,9 @@ void trace_invalid(std::string_view line) {
 
 }  // namespace
 
-EdgeLayout::EdgeLayout(const EdgeColumnMap& columns) : column(columns) {
-    const auto has = [&](EdgeColumn wanted) { return columns[wanted] != absent_column; };
-    min_fields = 0;
-    const auto need = [&](EdgeColumn needed) {
-        min_fields = std::max(min_fields, columns[needed] + 1);
-    };
-    // Optional positions are read only where both ends have them.
-    const auto need_pair = [&](EdgeColumn from, EdgeColumn to) {
-        if (!has(from) || !has(to)) return false;
-        need(from);
-        need(to);
-        return true;
-    };
-    for (const EdgeColumn required :
-         {FromAddress, TypeOfBranch, FromSourceFile, FromSourceLine, FromFunctionMangled,
-          DestinationEndOfBlockAddress, DestinationSourceFile, DestinationSourceLine,
-          DestinationFunctionMangled, HitCount})
-        need(required);
-    has_entry_block = has(EntryBlock);
-    if (has_entry_block) need(EntryBlock);
-    has_columns = need_pair(FromSourceColumn, DestinationSourceColumn);
-    has_discriminators = need_pair(FromSourceDiscriminator, DestinationSourceDiscriminator);
-    has_offset_lines = need_pair(FromSourceOffsetLine, DestinationSourceOffsetLine);
-}
-
 EdgeFold::EdgeFold(const EdgeLayout& layout, FunctionRecordSet& set, FunctionRecordFactory& factory)
     : layout_(layout),
+      fields_(layout),
       factory_(&factory),
       names_(NameCache::of(set)),
       input_(set.next_input()),
@@ -84,33 +58,13 @@ void EdgeFold::finish() {
 
 void EdgeFold::give_up() { names_.totals().drop(); }
 
-// Cuts the line into the fields that the layout asks for; false if it has too few.
-bool EdgeFold::split(std::string_view line) {
-    // A header may ask for more fields than the memory holds; a line has at most so many.
-    if (line.size() + 1 < layout_.min_fields) return false;
-    if (fields_.size() < layout_.min_fields) fields_.resize(layout_.min_fields);
-    line_has_nul_ = line.find('\0') != std::string_view::npos;
-    const std::uint32_t count = split_plain_fields(line, layout_.min_fields, fields_.data());
-    if (count != split_by_rule) return count >= layout_.min_fields;
-    split_fields(line, layout_.min_fields, ruled_fields_);
-    if (ruled_fields_.size() != layout_.min_fields) return false;
-    fields_.swap(ruled_fields_);
-    return true;
-}
-
-// A function or file name; a NUL ends it.
-std::string_view EdgeFold::name_text(EdgeColumn column) const {
-    const std::string_view whole = text(column);
-    return line_has_nul_ ? whole.substr(0, whole.find('\0')) : whole;
-}
-
 std::uint32_t EdgeFold::number(EdgeColumn column) const {
-    return parse_int_field_padded(text(column));
+    return parse_int_field_padded(fields_.text(column));
 }
 
 // Reads the line into the next row of the batch; false if it has too few fields.
 bool EdgeFold::read_row(std::string_view line) {
-    if (!split(line)) return false;
+    if (!fields_.split(line)) return false;
     Row& row = rows_[row_count_];
     read_names(row);
     read_numbers(row);
@@ -132,16 +86,16 @@ bool EdgeFold::read_row(std::string_view line) {
 }
 
 void EdgeFold::read_names(Row& row) const {
-    row.from_file = name_text(FromSourceFile);
-    row.from_raw_name = name_text(FromFunctionMangled);
-    row.to_file = name_text(DestinationSourceFile);
-    row.to_raw_name = name_text(DestinationFunctionMangled);
+    row.from_file = fields_.name(FromSourceFile);
+    row.from_raw_name = fields_.name(FromFunctionMangled);
+    row.to_file = fields_.name(DestinationSourceFile);
+    row.to_raw_name = fields_.name(DestinationFunctionMangled);
 }
 
 void EdgeFold::read_numbers(Row& row) const {
-    row.hit_count = parse_count_padded(text(HitCount));
-    row.from_address = parse_hex_u64_padded(text(FromAddress));
-    row.to_address = parse_hex_u64_padded(text(DestinationEndOfBlockAddress));
+    row.hit_count = parse_count_padded(fields_.text(HitCount));
+    row.from_address = parse_hex_u64_padded(fields_.text(FromAddress));
+    row.to_address = parse_hex_u64_padded(fields_.text(DestinationEndOfBlockAddress));
     row.from = {number(FromSourceLine), 0, 0, 0};
     row.to = {number(DestinationSourceLine), 0, 0, 0};
     if (layout_.has_offset_lines) {
@@ -165,7 +119,7 @@ void EdgeFold::read_numbers(Row& row) const {
         row.from.discriminator = static_cast<std::uint16_t>(from);
         row.to.discriminator = static_cast<std::uint16_t>(to);
     }
-    row.leaves_entry_block = layout_.has_entry_block && text(EntryBlock) == "yes";
+    row.leaves_entry_block = layout_.has_entry_block && fields_.text(EntryBlock) == "yes";
 }
 
 EdgeFold::RowKind EdgeFold::kind_of(const Row& row) const {
@@ -174,7 +128,7 @@ EdgeFold::RowKind EdgeFold::kind_of(const Row& row) const {
         const bool has_lines = row.from.line != no_line && row.to.line != no_line;
         return has_lines ? RowKind::edge : RowKind::skipped;
     }
-    const std::string_view type = text(TypeOfBranch);
+    const std::string_view type = fields_.text(TypeOfBranch);
     if (is_transfer(type)) return row.to_raw_name != "NA" ? RowKind::transfer : RowKind::skipped;
     return type == "Ret" ? RowKind::returning : RowKind::skipped;
 }

@@ -9,22 +9,10 @@
 #include <vector>
 
 #include "hotpath/readers/address_set.h"
-#include "hotpath/readers/edge_columns.h"
 #include "hotpath/readers/name_cache.h"
+#include "hotpath/readers/row_fields.h"
 
 namespace hotpath {
-
-// Which of a file's columns are read, and how many fields that takes.
-struct EdgeLayout {
-    explicit EdgeLayout(const EdgeColumnMap& columns);
-
-    EdgeColumnMap column;
-    bool has_entry_block;
-    bool has_columns;          // source columns of both ends
-    bool has_discriminators;   // of both ends
-    bool has_offset_lines;     // of both ends
-    std::uint32_t min_fields;  // a row with fewer fields is invalid
-};
 
 // One file's state. Records and edges go into the set through the factory.
 class EdgeFold {
@@ -71,7 +59,7 @@ public:
     // The rows of the last batch that had enough fields, for those who ask what became of each; in
     // a batch of one line also the text of its fields, and the edge that it is about.
     std::span<const Row> rows() const { return {rows_.data(), row_count_}; }
-    std::string_view text(EdgeColumn column) const { return fields_[layout_.column[column]]; }
+    std::string_view text(EdgeColumn column) const { return fields_.text(column); }
     const EdgeRecord& edge_of(const Row& row) const {
         return *names_[row.from_name].record->edges().find_edge(row.from_address, row.to_address);
     }
@@ -84,8 +72,6 @@ public:
     void give_up();
 
 private:
-    bool split(std::string_view line);
-    std::string_view name_text(EdgeColumn column) const;
     std::uint32_t number(EdgeColumn column) const;
     bool read_row(std::string_view line);
     void read_names(Row& row) const;
@@ -102,12 +88,10 @@ private:
     void mark_edges() const;
 
     const EdgeLayout layout_;
+    RowFields fields_;  // of the line that is being read
     FunctionRecordFactory* factory_;
     NameCache& names_;
     std::uint32_t input_;
-    bool line_has_nul_ = false;
-    std::vector<std::string_view> fields_;        // of the line that is being read
-    std::vector<std::string_view> ruled_fields_;  // likewise, where it isn't plain
     std::array<Row, batch_size> rows_;
     std::size_t row_count_ = 0;
     std::vector<EdgeRecord*> edges_;  // each edge that a row of this file is about, once
