@@ -12,7 +12,7 @@
 // - A text that isn't stored as text, or isn't what it reads as, is in no answer, as no search for
 //   text finds it. In a file of 16-bit texts, names that differ may be stored as one: there each
 //   name is first turned into its stored form.
-// - A file's text is looked for once, however many functions the file has: it may be long.
+// - A long file name is looked for once, however many functions the file has.
 // - All file names are read at the first question. Functions are many, and a merge knows from the
 //   rows that it read which ones are new; where that isn't known, or file ids have more than 32
 //   bits, of which only the low ones are stored, the function table is read once.
@@ -28,6 +28,9 @@ namespace {
 
 // From here to the largest id of all there is room for whatever a run adds.
 constexpr std::int64_t id_limit = std::numeric_limits<std::int64_t>::max() / 2;
+
+// A name of this size is looked for by its address: its text costs more.
+constexpr std::size_t long_name = 256;
 
 constexpr std::int64_t two_to_32 = std::int64_t{1} << 32;
 
@@ -97,8 +100,9 @@ RowIdAnswer RowIds::added_file(const FileName& name) {
     return give_id(name, id);
 }
 
-// The id that was given for this name before; `must_search` without one.
+// The id that was given for this long name before; `must_search` without one.
 RowIdAnswer RowIds::given_id(const FileName& name) const {
+    if (name.text.size() < long_name) return {};
     const std::uint32_t place = m_given_index.find(
         hash_address(name), [&](std::uint32_t file) { return m_given_files[file].name == &name; });
     if (place == IndexTable::none) return {};
@@ -106,6 +110,7 @@ RowIdAnswer RowIds::given_id(const FileName& name) const {
 }
 
 RowIdAnswer RowIds::give_id(const FileName& name, std::uint32_t id) {
+    if (name.text.size() < long_name) return found(id);
     m_given_index.insert(hash_address(name), static_cast<std::uint32_t>(m_given_files.size()));
     m_given_files.push_back({&name, id});
     return found(id);

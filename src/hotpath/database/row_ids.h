@@ -37,8 +37,8 @@ public:
     explicit RowIds(const SqlConnection& connection) : m_connection(connection) {}
 
     // The file row with this text exactly as stored. The first call in the transaction reads what
-    // the file holds, so it must come before any row is added. Where an id was given, the name is
-    // known by its address from then on, so it must stay where it is.
+    // the file holds, so it must come before any row is added. The names must stay where they are:
+    // long ones are known by their addresses.
     RowIdAnswer find_file(const FileName& name);
 
     // The file row that was just added for a text that no row had; never `absent`.
@@ -81,8 +81,8 @@ private:
     std::int64_t m_next_function_id = 1;
     TextPool m_file_names;
     std::vector<std::uint32_t> m_file_ids;  // by the name's number in `m_file_names`
-    std::vector<File> m_given_files;
-    IndexTable m_given_index;  // over `m_given_files`, by the names' addresses
+    std::vector<File> m_given_files;        // those with long names
+    IndexTable m_given_index;               // over `m_given_files`, by the names' addresses
     TextPool m_function_names;
     std::vector<Function> m_functions;  // the first of each name and file id
     IndexTable m_function_index;        // over `m_functions`
