@@ -16,10 +16,10 @@ constexpr const char* edges_columns_key = "edges_columns";
 constexpr const char* calls_columns_key = "calls_columns";
 
 constexpr std::uint8_t supported_schema_version = 1;
-constexpr std::uint8_t filename_columns = 2;
-constexpr std::uint8_t functions_columns = 5;
-constexpr std::uint8_t edges_columns = 14;
-constexpr std::uint8_t calls_columns = 5;
+constexpr std::uint8_t filename_columns = filenames_column::column_count;
+constexpr std::uint8_t functions_columns = functions_column::column_count;
+constexpr std::uint8_t edges_columns = edges_column::column_count;
+constexpr std::uint8_t calls_columns = calls_column::column_count;
 
 }  // namespace
 

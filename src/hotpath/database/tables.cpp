@@ -5,17 +5,17 @@
 namespace hotpath {
 namespace {
 
-constexpr std::array<ColumnSpec, 2> key_value_columns{{
+constexpr std::array<ColumnSpec, key_value_column::column_count> key_value_columns{{
     {0, "sf_key", ColumnKind::Text},
     {1, "sf_value", ColumnKind::Text},
 }};
 
-constexpr std::array<ColumnSpec, 2> filenames_columns{{
+constexpr std::array<ColumnSpec, filenames_column::column_count> filenames_columns{{
     {0, "sf_id", ColumnKind::PrimaryKey},
     {1, "sf_filename", ColumnKind::Text},
 }};
 
-constexpr std::array<ColumnSpec, 5> functions_columns{{
+constexpr std::array<ColumnSpec, functions_column::column_count> functions_columns{{
     {0, "sf_id", ColumnKind::PrimaryKey},
     {1, "sf_func_name", ColumnKind::Text},
     {2, "sf_file_id", ColumnKind::Int32},
@@ -23,7 +23,7 @@ constexpr std::array<ColumnSpec, 5> functions_columns{{
     {4, "sf_flags", ColumnKind::Int64},
 }};
 
-constexpr std::array<ColumnSpec, 14> edges_columns{{
+constexpr std::array<ColumnSpec, edges_column::column_count> edges_columns{{
     {0, "sf_from_func_id", ColumnKind::Int32},
     {1, "sf_from_address", ColumnKind::Int64},
     {2, "sf_from_abs_line", ColumnKind::Int32},
@@ -40,13 +40,23 @@ constexpr std::array<ColumnSpec, 14> edges_columns{{
     {13, "sf_flags", ColumnKind::Int64},
 }};
 
-constexpr std::array<ColumnSpec, 5> calls_columns{{
+constexpr std::array<ColumnSpec, calls_column::column_count> calls_columns{{
     {0, "sf_from_func_id", ColumnKind::Int32},
     {1, "sf_from_abs_line", ColumnKind::Int32},
     {2, "sf_from_rel_line", ColumnKind::Int32},
     {3, "sf_to_func_name", ColumnKind::Text},
     {4, "sf_exec_count", ColumnKind::Int64},
 }};
+
+// True if each column stands at the place that it names.
+constexpr bool are_in_place(std::span<const ColumnSpec> columns) {
+    for (std::uint32_t place = 0; place < columns.size(); ++place)
+        if (columns[place].index != place) return false;
+    return true;
+}
+static_assert(are_in_place(key_value_columns) && are_in_place(filenames_columns) &&
+              are_in_place(functions_columns) && are_in_place(edges_columns) &&
+              are_in_place(calls_columns));
 
 const char* declared_type(ColumnKind kind) {
     if (kind == ColumnKind::Text) return "TEXT";

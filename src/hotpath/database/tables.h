@@ -33,15 +33,15 @@ extern const TableSpec functions_table;
 extern const TableSpec edges_table;
 extern const TableSpec calls_table;
 
-// Places of the columns in their tables.
+// Places of the columns in their tables, and behind them how many there are.
 namespace key_value_column {
-enum : std::uint32_t { key, value };
+enum : std::uint32_t { key, value, column_count };
 }
 namespace filenames_column {
-enum : std::uint32_t { id, filename };
+enum : std::uint32_t { id, filename, column_count };
 }
 namespace functions_column {
-enum : std::uint32_t { id, func_name, file_id, exec_count, flags };
+enum : std::uint32_t { id, func_name, file_id, exec_count, flags, column_count };
 }
 namespace edges_column {
 enum : std::uint32_t {
@@ -59,10 +59,18 @@ enum : std::uint32_t {
     to_discr,
     exec_count,
     flags,
+    column_count,
 };
 }
 namespace calls_column {
-enum : std::uint32_t { from_func_id, from_abs_line, from_rel_line, to_func_name, exec_count };
+enum : std::uint32_t {
+    from_func_id,
+    from_abs_line,
+    from_rel_line,
+    to_func_name,
+    exec_count,
+    column_count
+};
 }
 
 // The text that creates the table.

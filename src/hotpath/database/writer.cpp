@@ -22,6 +22,10 @@
 namespace hotpath {
 namespace {
 
+// The column of an edge or call that names its function's row.
+constexpr std::uint32_t owner_column = edges_column::from_func_id;
+static_assert(owner_column == calls_column::from_func_id);
+
 void trace_store(const char* what, const FunctionRecord& record) {
     if (!diag::traces(diag::TRACE_DB_STORE)) return;
     diag::trace_texts(
@@ -164,7 +168,7 @@ void Writer::insert_call(std::uint32_t func_id, const CallRecord& call) const {
 }
 
 bool Writer::delete_rows(const SqlStatement& statement, std::uint32_t func_id) const {
-    statement.bind_uint32(edges_column::from_func_id, func_id);
+    statement.bind_uint32(owner_column, func_id);
     return statement.run() == step_done;
 }
 

@@ -59,10 +59,10 @@ std::multiset<std::string> expected_schema() {
 // The version rows, and the values that this library reads.
 constexpr std::array<std::pair<std::string_view, long>, 5> version_values = {{
     {"schema_version", 1},
-    {"filename_columns", 2},
-    {"functions_columns", 5},
-    {"edges_columns", 14},
-    {"calls_columns", 5},
+    {"filename_columns", filenames_column::column_count},
+    {"functions_columns", functions_column::column_count},
+    {"edges_columns", edges_column::column_count},
+    {"calls_columns", calls_column::column_count},
 }};
 
 // A path that SQLite can't take for a URI.
