@@ -25,7 +25,9 @@ namespace {
 // A 32-bit float holds whole numbers of this many bits.
 constexpr int exact_bits = 24;
 
-std::vector<std::uint64_t> exact_parts(std::uint64_t count) {
+// The counts of the rows that a count is written in, at least one: each of them a float holds
+// exactly, their sum is the count.
+std::vector<std::uint64_t> counts_of_rows(std::uint64_t count) {
     std::vector<std::uint64_t> parts;
     do {
         const int shift = std::max(static_cast<int>(std::bit_width(count)) - exact_bits, 0);
@@ -246,7 +248,7 @@ void EdgeFile::write_edge(const Function& function, const std::string& name, con
         row.entry_block = "no";
         if (edge.count == 0) return;
     }
-    for (const std::uint64_t part : exact_parts(edge.count)) write_row(row, part);
+    for (const std::uint64_t part : counts_of_rows(edge.count)) write_row(row, part);
 }
 
 const Function* EdgeFile::callee_with_entries_left(
@@ -294,7 +296,7 @@ void EdgeFile::write_call(const Function& function, const std::string& name, con
                       .to_file = file,
                       .to = {},
                       .to_name = *callee_name};
-        for (const std::uint64_t exact : exact_parts(part)) write_row(row, exact);
+        for (const std::uint64_t exact : counts_of_rows(part)) write_row(row, exact);
         count -= part;
     } while (count != 0);
 }
@@ -320,7 +322,7 @@ void EdgeFile::write_returns(const Function& function, const std::string& name) 
                       .to_file = nowhere,
                       .to = {},
                       .to_name = name == nowhere ? unnamed : nowhere};
-        for (const std::uint64_t part : exact_parts(count)) write_row(row, part);
+        for (const std::uint64_t part : counts_of_rows(count)) write_row(row, part);
         count = 0;
     }
 }

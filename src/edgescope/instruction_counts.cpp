@@ -146,8 +146,8 @@ private:
 
     bool is_last_of_block(std::size_t index) {
         const Instruction& instruction = at(index).instruction;
-        return (instruction.kind != Kind::other && instruction.kind != Kind::repeat_string) ||
-               index + 1 == size() || edges_->is_end(instruction.address) ||
+        return program::ends_block(instruction.kind) || index + 1 == size() ||
+               edges_->is_end(instruction.address) ||
                targets_.count(at(index + 1).instruction.address) != 0;
     }
 

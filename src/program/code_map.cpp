@@ -13,8 +13,6 @@ constexpr std::uint8_t kind_bits = 0x0F;
 
 Kind kind_of(std::uint8_t cell) { return static_cast<Kind>(cell & kind_bits); }
 
-bool ends_block(Kind kind) { return kind != Kind::other && kind != Kind::repeat_string; }
-
 }  // namespace
 
 CodeMap::CodeMap(const Program& program) : program_(program) {

@@ -31,6 +31,9 @@ constexpr bool goes_on(Kind kind) {
            kind == Kind::call || kind == Kind::indirect_call;
 }
 
+// Whether a block ends with it, whatever comes behind.
+constexpr bool ends_block(Kind kind) { return kind != Kind::other && kind != Kind::repeat_string; }
+
 struct Instruction {
     Address address = 0;
     std::uint8_t size = 0;  // bytes
