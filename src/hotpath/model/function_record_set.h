@@ -21,12 +21,12 @@ class FunctionRecordProxy;
 class FunctionLoader;
 
 // What a reader keeps with a set from one input to the next.
-class FunctionRecordSetHelper {
+class ReaderState {
 public:
-    FunctionRecordSetHelper() = default;
-    FunctionRecordSetHelper(const FunctionRecordSetHelper&) = delete;
-    FunctionRecordSetHelper& operator=(const FunctionRecordSetHelper&) = delete;
-    virtual ~FunctionRecordSetHelper() = default;
+    ReaderState() = default;
+    ReaderState(const ReaderState&) = delete;
+    ReaderState& operator=(const ReaderState&) = delete;
+    virtual ~ReaderState() = default;
 };
 
 // Owns its records and releases them through the factory, which must outlive it. It only grows.
@@ -47,11 +47,9 @@ public:
     // A number for the next input, from 1 on; see `EdgeRecord::first_sighting_in`.
     std::uint32_t next_input() { return ++inputs_; }
 
-    // The helper of the set, which owns it; null until one was given.
-    FunctionRecordSetHelper* helper() const { return owned_helper_.get(); }
-    void own_helper(std::unique_ptr<FunctionRecordSetHelper> helper) {
-        owned_helper_ = std::move(helper);
-    }
+    // What a reader keeps; the set owns it. Null until it was given.
+    ReaderState* reader_state() const { return owned_helper_.get(); }
+    void own_reader_state(std::unique_ptr<ReaderState> state) { owned_helper_ = std::move(state); }
 
     bool is_empty() const { return records_.empty(); }
     std::size_t size() const { return records_.size() - keyless_.size(); }
@@ -141,7 +139,7 @@ private:
     TextPool
         fileless_heads_;  // of the function names of records without a file name; see `may_find`
     std::string folded_;  // for `file_name`
-    std::unique_ptr<FunctionRecordSetHelper> owned_helper_;
+    std::unique_ptr<ReaderState> owned_helper_;
 };
 
 }  // namespace hotpath

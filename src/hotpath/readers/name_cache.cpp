@@ -8,8 +8,8 @@
 namespace hotpath {
 
 NameCache& NameCache::of(FunctionRecordSet& set) {
-    if (set.helper() == nullptr) set.own_helper(std::make_unique<NameCache>(set));
-    return static_cast<NameCache&>(*set.helper());
+    if (set.reader_state() == nullptr) set.own_reader_state(std::make_unique<NameCache>(set));
+    return static_cast<NameCache&>(*set.reader_state());
 }
 
 std::uint64_t NameCache::hash(std::string_view file, std::string_view raw_name) {

@@ -24,7 +24,7 @@ struct CachedName {
 };
 
 // The cache for all edge files that were read into one set, which owns it.
-class NameCache final : public FunctionRecordSetHelper {
+class NameCache final : public ReaderState {
 public:
     explicit NameCache(FunctionRecordSet& set) : set_(&set) {}
 

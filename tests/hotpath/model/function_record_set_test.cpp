@@ -309,23 +309,23 @@ TEST_F(FunctionRecordSetTest, thousands_of_records_are_found_and_sorted) {
 }
 
 // Counts how many of its kind are there.
-class CountedHelper final : public FunctionRecordSetHelper {
+class CountedState final : public ReaderState {
 public:
-    explicit CountedHelper(int& count) : count_(count) { ++count_; }
-    ~CountedHelper() override { --count_; }
+    explicit CountedState(int& count) : count_(count) { ++count_; }
+    ~CountedState() override { --count_; }
 
 private:
     int& count_;
 };
 
-TEST(FunctionRecordSet, owns_the_helper_that_it_was_given) {
+TEST(FunctionRecordSet, owns_the_reader_state_that_it_was_given) {
     int count = 0;
     test_support::HeapFactory factory;
     {
         FunctionRecordSet set(factory);
-        EXPECT_EQ(set.helper(), nullptr);
-        set.own_helper(std::make_unique<CountedHelper>(count));
-        EXPECT_NE(set.helper(), nullptr);
+        EXPECT_EQ(set.reader_state(), nullptr);
+        set.own_reader_state(std::make_unique<CountedState>(count));
+        EXPECT_NE(set.reader_state(), nullptr);
         EXPECT_EQ(count, 1);
     }
     EXPECT_EQ(count, 0);
