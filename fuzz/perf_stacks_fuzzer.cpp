@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "fuzz_input.h"
-#include "perf/recording.h"
+#include "perf/recording_text.h"
 
 namespace {
 

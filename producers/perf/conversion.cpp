@@ -9,7 +9,7 @@
 
 #include "edgefile/edge_table.h"
 #include "edgefile/programs.h"
-#include "perf/recording.h"
+#include "perf/recording_text.h"
 #include "perf/transfers.h"
 
 namespace perf {
@@ -66,7 +66,7 @@ bool have_debug_information(const edgefile::Programs& programs) {
         if (programs[i].has_debug_information()) continue;
         const std::string text =
             programs[i].path() +
-            ": has no debug information: compile it with -g, or tell where it is by --debug-file";
+            ": has no debug information: compile it with -g, or say where it is by --debug-file";
         if (i == 0) return fail(text);
         warn(text);
     }

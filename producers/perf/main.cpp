@@ -21,13 +21,13 @@ of the program and the libraries given has no rows.)";
 constexpr const char* footer =
     R"(Event and rate: any event of the processor will do (cycles, or branches taken where it has them),
 for user code (":u"). A fixed period (-c) that is a prime number keeps in step with no loop. About
-1,000 stacks a second and processor cost little; many short runs tell as much as a long one.
+1,000 stacks a second and processor cost little; many short runs are as good as a long one.
 
 Machines without branch stacks: -j takes a processor that records branches (most of Intel's, AMD's
 since Zen 4) and a system that lets perf at it; virtual machines seldom do. perf record then says
 that the event isn't supported. callgrind2edges makes edge files on any machine.
 
-Whole systems and running processes (-a, --pid): the recording tells which process a stack is of
+Whole systems and running processes (-a, --pid): the recording names the process of each stack
 (-F pid,...), and processes that run other programs are left out. The code of libraries has rows
 where they are given by --library.
 

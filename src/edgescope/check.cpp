@@ -4,7 +4,7 @@
 #include <map>
 #include <unordered_map>
 
-#include "edgescope/flow.h"
+#include "edgescope/imbalance.h"
 #include "edgescope/json_output.h"
 #include "edgescope/message.h"
 #include "edgescope/texts.h"

@@ -77,7 +77,7 @@ bool read_entries(ByteReader& reader, const LineSections& sections, std::size_t 
 }
 
 bool read_files_of_version_5(ByteReader& reader, const LineSections& sections,
-                             std::string_view directory, TextPool& pool, LineHeader& header) {
+                             std::string_view directory, TextIds& pool, LineHeader& header) {
     std::vector<Entry> directories;
     std::vector<Entry> files;
     if (!read_entries(reader, sections, header.offset_size, directories) ||
@@ -90,12 +90,12 @@ bool read_files_of_version_5(ByteReader& reader, const LineSections& sections,
 }
 
 // Before version 5 both lists end with an empty name, and count from 1.
-bool read_files_before_version_5(ByteReader& reader, std::string_view directory, TextPool& pool,
+bool read_files_before_version_5(ByteReader& reader, std::string_view directory, TextIds& pool,
                                  LineHeader& header) {
     header.directories.emplace_back();
     for (std::string_view name; !(name = reader.text()).empty();)
         header.directories.push_back(name);
-    header.files.push_back(TextPool::none);
+    header.files.push_back(TextIds::none);
     for (std::string_view name; !(name = reader.text()).empty();) {
         const std::uint64_t number = reader.unsigned_leb();
         reader.unsigned_leb();  // time
@@ -134,7 +134,7 @@ std::uint64_t line_table_size(std::string_view section, std::uint64_t offset) {
 }
 
 bool read_line_header(const LineSections& sections, std::string_view table,
-                      std::string_view directory, TextPool& pool, LineHeader& header) {
+                      std::string_view directory, TextIds& pool, LineHeader& header) {
     ByteReader reader(table);
     read_length(reader, header.offset_size);
     header.version = reader.number(2);
@@ -161,7 +161,7 @@ bool read_line_header(const LineSections& sections, std::string_view table,
 
 std::uint32_t id_of_file(const LineHeader& header, std::string_view name,
                          std::uint64_t directory_number, std::string_view directory,
-                         TextPool& pool) {
+                         TextIds& pool) {
     std::string path(directory);
     if (directory_number < header.directories.size())
         append_path(path, header.directories[directory_number]);

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "program/text_pool.h"
+#include "program/text_ids.h"
 
 namespace program {
 
@@ -38,11 +38,10 @@ std::uint64_t line_table_size(std::string_view section, std::uint64_t offset);
 
 // False where the table is of another version or damaged.
 bool read_line_header(const LineSections& sections, std::string_view table,
-                      std::string_view directory, TextPool& pool, LineHeader& header);
+                      std::string_view directory, TextIds& pool, LineHeader& header);
 
 // The path of a file of the header: absolute where `directory` is.
 std::uint32_t id_of_file(const LineHeader& header, std::string_view name,
-                         std::uint64_t directory_number, std::string_view directory,
-                         TextPool& pool);
+                         std::uint64_t directory_number, std::string_view directory, TextIds& pool);
 
 }  // namespace program

@@ -24,7 +24,7 @@ struct Registers {
 
 LineRow row_of(const Registers& registers, const FileNumbers& files) {
     const bool known = registers.file < files.size();
-    return {registers.address, known ? files[registers.file] : TextPool::none,
+    return {registers.address, known ? files[registers.file] : TextIds::none,
             static_cast<std::uint32_t>(registers.line),
             static_cast<std::uint32_t>(registers.discriminator),
             static_cast<std::uint16_t>(std::min(registers.column, largest_column))};

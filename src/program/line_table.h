@@ -13,13 +13,13 @@
 
 #include "program/elf_file.h"
 #include "program/line_header.h"
-#include "program/text_pool.h"
+#include "program/text_ids.h"
 
 namespace program {
 
 struct LineRow {
     Address address = 0;
-    std::uint32_t file = TextPool::none;
+    std::uint32_t file = TextIds::none;
     std::uint32_t line = 0;
     std::uint32_t discriminator = 0;
     std::uint16_t column = 0;
@@ -28,7 +28,7 @@ struct LineRow {
 class LineTable {
 public:
     // Only code in these ranges, which are in order, is taken.
-    LineTable(std::vector<AddressRange> code, TextPool& files)
+    LineTable(std::vector<AddressRange> code, TextIds& files)
         : code_(std::move(code)), files_(files) {}
 
     // Reads the table at the offset, once; `directory` is what its relative paths are relative to.
@@ -63,7 +63,7 @@ private:
     void end_sequence(std::size_t first, Address end);
 
     std::vector<AddressRange> code_;
-    TextPool& files_;
+    TextIds& files_;
     Tables tables_;
     std::vector<LineRow> rows_;
     std::vector<Sequence> sequences_;

@@ -86,7 +86,7 @@ Declaration Program::declaration_of(const Function& function) const {
     const std::uint32_t scope = scopes_.outermost(scopes_.find(range.start));
     if (scope != Scope::none) {
         const SourceFunction& source = scopes_.function_of(scopes_.scope(scope));
-        if (source.file != TextPool::none) return {text(source.file), source.line};
+        if (source.file != TextIds::none) return {text(source.file), source.line};
     }
     for (const LineRow& row : lines_->rows_of(range)) {
         const Position position = outer_position_at(std::max(row.address, range.start));

@@ -19,7 +19,7 @@
 #include "program/instructions.h"
 #include "program/line_table.h"
 #include "program/scopes.h"
-#include "program/text_pool.h"
+#include "program/text_ids.h"
 
 namespace program {
 
@@ -122,7 +122,7 @@ private:
     std::unique_ptr<ElfFile>
         debug_file_;  // null where the program itself has the debug information
     Dwarf* dwarf_ = nullptr;
-    TextPool files_;
+    TextIds files_;
     std::unique_ptr<LineTable> lines_;
     Scopes scopes_;
     std::unique_ptr<Functions> functions_;

@@ -229,7 +229,7 @@ SourceFunction ScopeReader::describe(Dwarf_Die die) {
         if (plain_name == nullptr) plain_name = text_of(die, DW_AT_name);
         if (function.line == 0)
             function.line = static_cast<std::uint32_t>(number_of(die, DW_AT_decl_line).value_or(0));
-        if (function.file == TextPool::none)
+        if (function.file == TextIds::none)
             if (const auto number = number_of(die, DW_AT_decl_file))
                 function.file = file_of(die, *number);
         if (!follow(die)) break;
@@ -241,7 +241,7 @@ SourceFunction ScopeReader::describe(Dwarf_Die die) {
 
 std::uint32_t ScopeReader::file_of(Dwarf_Die& die, std::uint64_t number) {
     const FileNumbers& files = files_of(die);
-    return number < files.size() ? files[number] : TextPool::none;
+    return number < files.size() ? files[number] : TextIds::none;
 }
 
 // Of a unit that wasn't met yet (a later one, or one of a file that others share), the files are

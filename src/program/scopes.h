@@ -10,7 +10,7 @@
 
 #include "program/elf_file.h"
 #include "program/line_table.h"
-#include "program/text_pool.h"
+#include "program/text_ids.h"
 
 struct Dwarf;
 
@@ -19,7 +19,7 @@ namespace program {
 // A function of the source.
 struct SourceFunction {
     std::string_view name;  // linkage name; where there is none (C), the name
-    std::uint32_t file = TextPool::none;
+    std::uint32_t file = TextIds::none;
     std::uint32_t line = 0;  // 0: unknown
 };
 
@@ -30,7 +30,7 @@ struct Scope {
     std::uint32_t caller = none;  // the scope that it was inlined into
     std::uint32_t function = 0;   // index of its SourceFunction
     // Where the call stood that was inlined
-    std::uint32_t call_file = TextPool::none;
+    std::uint32_t call_file = TextIds::none;
     std::uint32_t call_line = 0;
     std::uint32_t call_discriminator = 0;
     std::uint16_t call_column = 0;

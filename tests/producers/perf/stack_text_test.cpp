@@ -117,7 +117,7 @@ TEST_F(StackTextTest, mapping_of_the_older_form_and_of_the_kernel_is_understood)
     EXPECT_EQ(said.mapping.path, "[kernel]");
 }
 
-TEST_F(StackTextTest, damaged_mapping_is_told) {
+TEST_F(StackTextTest, damaged_mapping_is_reported) {
     for (const char* const rest :
          {"", " 77/77: [0x401000(0x2000", " 77/77: [0x401000(0x2000) @ 0x1000]: r-xp",
           " x/77: [0x401000(0x2000) @ 0]: r-xp /a"}) {
@@ -135,7 +135,7 @@ TEST_F(StackTextTest, fork_tells_child_and_parent) {
     EXPECT_EQ(said.fork.parent, 77);
 }
 
-TEST_F(StackTextTest, program_begun_is_told_and_a_change_of_name_is_not) {
+TEST_F(StackTextTest, program_begun_is_reported_and_a_change_of_name_is_not) {
     const StackLine& said = read("sh 77 1.0: PERF_RECORD_COMM exec: a:b:77/77");
     ASSERT_EQ(said.kind, StackLine::Kind::exec);
     EXPECT_EQ(said.executing, 77);

@@ -47,7 +47,7 @@ TEST(TextLines, longer_line_comes_in_pieces) {
     EXPECT_EQ(lines[3], "end");
 }
 
-TEST(TextLines, failure_to_read_is_told) {
+TEST(TextLines, failure_to_read_is_reported) {
     std::FILE* const directory = std::fopen("/", "r");
     ASSERT_NE(directory, nullptr);
     perf::TextLines lines(directory);

@@ -1,4 +1,4 @@
-#include "perf/recording.h"
+#include "perf/recording_text.h"
 
 #include "perf/text_lines.h"
 

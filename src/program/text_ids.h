@@ -1,5 +1,6 @@
 #pragma once
-// Texts that occur many times, each kept once and known by a small number.
+// Texts that occur many times, each kept once and known by a small number. It is for the names and
+// paths of debug information.
 
 #include <cstdint>
 #include <deque>
@@ -9,12 +10,12 @@
 
 namespace program {
 
-class TextPool {
+class TextIds {
 public:
     // The number of the empty text.
     static constexpr std::uint32_t none = 0;
 
-    TextPool() { id_of(""); }
+    TextIds() { id_of(""); }
 
     std::uint32_t id_of(std::string_view text) {
         const auto known = ids_.find(text);

@@ -1,4 +1,4 @@
-#include "edgescope/flow.h"
+#include "edgescope/imbalance.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-// The flow of control through a function's blocks: what enters a block must leave it.
+// How far a function's counts contradict each other: what enters a block must leave it.
 #pragma once
 
 #include <cstdint>
