@@ -118,7 +118,7 @@ bool have_debug_information(const edgefile::Programs& programs) {
         if (programs[i].has_debug_information()) continue;
         const std::string text =
             programs[i].path() +
-            ": has no debug information: compile it with -g, or tell where it is by --debug-file";
+            ": has no debug information: compile it with -g, or say where it is by --debug-file";
         if (i == 0) return fail(text);
         edgefile::say(command, "warning: " + text);
     }

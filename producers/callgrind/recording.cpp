@@ -176,12 +176,12 @@ bool Parser::entry(std::string_view key, std::string_view value) {
     if (key == "jump" || key == "jcnd") return transfer(false, value);
     const bool is_object = key == "ob" || key == "cob";
     if (!is_object && !is_one_of(key, {"fn", "cfn", "jfn"})) return false;
-    const auto told = name(is_object ? NameKind::object : NameKind::function, value);
-    if (!told) return fail("is damaged: a name is used that was never told");
-    if (key == "ob") object_ = recording_.object_id(*told);
-    if (key == "cob") callee_object_ = recording_.object_id(*told);
-    if (key == "cfn") callee_ = plain_name(*told);
-    if (key == "fn") note_function(*told);
+    const auto named = name(is_object ? NameKind::object : NameKind::function, value);
+    if (!named) return fail("is damaged: it uses a name that it never gave");
+    if (key == "ob") object_ = recording_.object_id(*named);
+    if (key == "cob") callee_object_ = recording_.object_id(*named);
+    if (key == "cfn") callee_ = plain_name(*named);
+    if (key == "fn") note_function(*named);
     return true;
 }
 

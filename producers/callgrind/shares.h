@@ -1,5 +1,7 @@
 #pragma once
-// Takes a count away from several supplies at once, from each in proportion.
+// Divides a count among several places in proportion to what each of them has. A recording says how
+// often a function returned and how often its callers went on, but not which return went to which
+// caller: each caller is taken to have got its share of each return.
 
 #include <cstdint>
 #include <span>

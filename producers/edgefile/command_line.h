@@ -30,8 +30,8 @@ std::optional<int> parse(CLI::App& app, int argc, char** argv);
 // "NAME: text" and a line's end on standard error.
 void say(std::string_view name, std::string_view text);
 
-// Brings out what was written. False where that failed; the reason is told, but for a reader that
-// has gone away.
+// Flushes what was written. False if that failed; it then prints the reason, except where the
+// reader has gone away.
 bool flush_output(std::string_view name);
 
 // What was written and what edgefold will make of it. `outside` is the share of the recording, from

@@ -1,6 +1,13 @@
 // The table of all prose that the tool shows to its user. The code names a row by its position; the
 // user sees the row's id, which can differ from it where an older row was retired. The reporter
 // prints the rows.
+//
+// The catalogue is the toolchain's: its other tools have the numbers that are free here, so a new
+// message gets its position and id from those who keep that catalogue, never by counting on. Its
+// row then goes into the table in message_catalogue.cpp, at its place in the order of positions.
+// The severity in a row is a default that nothing in this tool uses: each caller chooses one by
+// calling `report_fatal`, `report_warning` or another of them, so that a row that says "warning"
+// may be printed as an error.
 #pragma once
 
 #include <cstddef>
@@ -67,7 +74,7 @@ struct MessageRow {
     std::string_view name;   // symbolic name, never printed
     std::int32_t component;  // 5 diag, 19 version, 20 proftools, 21 proftools_help, 26 cli
     std::uint32_t kinds;     // 0 in every row
-    std::int32_t severity;   // default severity, a value of `Severity`
+    std::int32_t severity;   // a value of `Severity`; `report_...` prints its own in place of it
     std::int32_t level;      // 0 in every row
     std::int32_t enabled;    // 1 in every row
     std::string_view tag;    // empty in every row

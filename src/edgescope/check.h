@@ -1,5 +1,6 @@
-// `edgescope check`: whether a database is fit to be merged and shipped. The gate that each file
-// passes when it is opened comes before; these are findings on sound files.
+// `edgescope check`: looks for what makes a profile of little use, such as blocks whose counts
+// don't balance or edges without a line, and says what to do about it. Damaged files never come
+// here: they are refused when they are opened.
 #pragma once
 
 #include <cstdint>

@@ -11,7 +11,7 @@
 namespace edgescope {
 namespace {
 
-// Help as other programs write it: what stands behind a command is told by its usage line.
+// Help as other programs write it: what stands behind a command is shown by its usage line.
 class HelpFormat : public CLI::Formatter {
 public:
     HelpFormat() { column_width(26); }
@@ -188,7 +188,7 @@ int parse_command_line(int argument_count, const char* const* arguments, Command
     app.formatter(std::make_shared<HelpFormat>());
     app.require_subcommand(1);
     app.footer(
-        "'edgescope COMMAND --help' tells the options of a command.\n"
+        "'edgescope COMMAND --help' lists the options of a command.\n"
         "Exit status: 0 fine, 1 a finding, 2 wrong use or unreadable input.");
     const std::map<const CLI::App*, Command> commands = {
         {add_top(app, line), Command::top},

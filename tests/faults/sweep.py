@@ -421,8 +421,8 @@ def sweep(binary, kind, options):
     failed = 0
     unnoticed = collections.Counter()
     with multiprocessing.Pool(options.jobs, start_worker, (binary, kind)) as pool:
-        for case, problems, passed_over in pool.imap_unordered(check_case, cases, chunksize=16):
-            unnoticed.update(set(passed_over))
+        for case, problems, unreported in pool.imap_unordered(check_case, cases, chunksize=16):
+            unnoticed.update(set(unreported))
             if not problems:
                 continue
             failed += 1

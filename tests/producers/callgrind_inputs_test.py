@@ -192,7 +192,7 @@ class Inputs(unittest.TestCase):
         self.assertEqual(self.hits(self.loop, "-", text=text)[0],
                          [("FallThrough", 1), ("Cond", 9), ("FallThrough", 1)])
 
-    def test_empty_recordings_of_threads_are_passed_over(self):
+    def test_empty_recordings_of_threads_are_skipped(self):
         empty = self.path("empty.out-02", "# callgrind format\nversion: 1\nthread: 2\npositions: instr line\n"
                                           "events: Ir\n\ntotals: 0\n")
         full = self.path("full.out-01", self.loop_recording(10))
@@ -218,7 +218,7 @@ class Inputs(unittest.TestCase):
                             "doesn't know an instruction): if it is to count, say --unfinished", program, "crash.out")
         self.assertEqual(self.run_tool("--unfinished", program, "crash.out")[0], 0)
 
-    def test_what_is_no_recording_is_told(self):
+    def test_what_is_no_recording_is_reported(self):
         path = self.path("loop.txt", LOOP)
         self.assert_refused("%s: is no recording of callgrind" % path, self.loop, path)
         self.assert_refused("missing: No such file or directory", self.loop, "missing")
@@ -229,28 +229,28 @@ class Inputs(unittest.TestCase):
         path = self.path("odd.out", self.loop_recording(3).replace("fn=(1) main", "fn=(1) main\ncalls=x 1\n"))
         self.assert_refused("%s: line 11: not understood" % path, self.loop, path)
         path = self.path("names.out", self.loop_recording(3).replace("ob=(1) loop", "ob=(1)"))
-        self.assert_refused("%s: is damaged: a name is used that was never told" % path, self.loop, path)
+        self.assert_refused("%s: is damaged: it uses a name that it never gave" % path, self.loop, path)
 
-    def test_a_file_of_another_program_is_told(self):
+    def test_a_file_of_another_program_is_reported(self):
         path = self.path("other.out", self.loop_recording(3, "/bin/other"))
         self.assert_refused("the recording is not of %s, but of /bin/other" % self.loop, self.loop, path)
 
-    def test_a_program_built_again_is_told(self):
+    def test_a_program_built_again_is_reported(self):
         path = self.path("rebuilt.out", recording("loop", {self.main: 1, self.main + 1: 1, self.again: 1},
                                                   [(self.again, self.main, 1)]))
         self.assert_refused("%s: 50.0 %% of the addresses recorded don't fit its instructions: the recording is of "
                             "another build" % self.loop, self.loop, path)
 
-    def test_swapped_arguments_are_told(self):
+    def test_swapped_arguments_are_reported(self):
         path = self.path("swapped.out", self.loop_recording(3))
         self.assert_refused("%s is a program and %s is none: the program comes first" % (self.loop, path), path,
                             self.loop)
 
-    def test_a_program_without_debug_information_is_told(self):
+    def test_a_program_without_debug_information_is_reported(self):
         bare = self.place / "bare" / "loop"
         bare.parent.mkdir(exist_ok=True)
         output_of("objcopy", "--strip-debug", self.loop, bare)
-        self.assert_refused("%s: has no debug information: compile it with -g, or tell where it is by --debug-file" %
+        self.assert_refused("%s: has no debug information: compile it with -g, or say where it is by --debug-file" %
                             bare, bare, self.path("bare.out", self.loop_recording(3)))
         debug = self.place / "loop.debug"
         output_of("objcopy", "--only-keep-debug", self.loop, debug)
@@ -296,7 +296,7 @@ class Inputs(unittest.TestCase):
         self.assertEqual((status, error), (0, ""))
         self.assertRegex(output, r"^callgrind2edges \d+\.\d+\.\d+\n$")
 
-    def test_wrong_use_is_told(self):
+    def test_wrong_use_is_reported(self):
         for arguments in ((), (self.loop,), ("--scale", "0", self.loop, "x"), ("--lines", self.loop, "x")):
             status, output, error = self.run_tool(*arguments)
             self.assertEqual((status, output), (2, ""))
@@ -313,7 +313,7 @@ class Inputs(unittest.TestCase):
                                self.loop, path], capture_output=True, text=True, check=False)
         self.assertEqual((done.stdout, done.stderr), ("", "status 1\n"))
 
-    def test_a_full_disk_is_told(self):
+    def test_a_full_disk_is_reported(self):
         path = self.path("full.out", self.loop_recording(10))
         with open("/dev/full", "w") as full:
             done = subprocess.run([TOOL, self.loop, path], stdout=full, stderr=subprocess.PIPE, text=True, check=False)

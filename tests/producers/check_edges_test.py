@@ -144,7 +144,7 @@ class CheckEdges(unittest.TestCase):
         for words in ((), ("--max-lost", "x", "a.csv"), ("--max-lost", "-1", "a.csv"), ("--max-lost", "nan", "a.csv"), ("--odd",)):
             self.assertEqual(self.check(*words).returncode, 2)
 
-    def test_help_and_version_are_told(self):
+    def test_help_and_version_are_reported(self):
         self.assertIn("--max-lost PERCENT", self.check("--help").stdout)
         self.assertRegex(self.check("--version").stdout, r"\Acheck_edges \d+\.\d+\.\d+\n\Z")
 

@@ -282,51 +282,51 @@ class PerfToEdges(unittest.TestCase):
         stacks.write_text(text)
         return self.failure(stacks, self.builds[flag][0])
 
-    def test_text_without_branch_stacks_is_told(self):
+    def test_text_without_branch_stacks_is_reported(self):
         empty = self.place / "empty.txt"
         empty.write_text("  77  401136 main\n")
         self.assertEqual(self.failure(empty), (
             1, "%s has no branch stacks: record with perf record -b, print with perf script "
             "-F pid,brstack --show-mmap-events\n" % empty))
 
-    def test_recording_that_wasnt_printed_is_told(self):
+    def test_recording_that_wasnt_printed_is_reported(self):
         recording = self.place / "perf.data"
         recording.write_bytes(b"PERFILE2" + bytes(100))
         self.assertEqual(self.failure(recording), (
             1, "%s is what perf record wrote: print it with perf script -F pid,brstack --show-mmap-events\n" %
             recording))
 
-    def test_swapped_arguments_are_told(self):
+    def test_swapped_arguments_are_reported(self):
         stacks = self.place / "stacks.txt"
         stacks.write_text("77 0x1/0x2/P/-/-/1\n")
         program = self.builds["-pie"][0]
         self.assertEqual(self.failure(program, stacks),
                          (1, "%s is a program and %s is none: the program comes first\n" % (program, stacks)))
 
-    def test_files_that_cant_be_read_are_told(self):
+    def test_files_that_cant_be_read_are_reported(self):
         missing = self.place / "missing"
         self.assertEqual(self.failure(missing), (1, "%s: No such file or directory\n" % missing))
         self.assertEqual(self.failure(self.place), (1, "%s: Is a directory\n" % self.place))
         self.assertEqual(self.failure(missing, missing)[0], 1)
 
-    def test_recording_of_another_program_is_told(self):
+    def test_recording_of_another_program_is_reported(self):
         text = self.mapping(77, 0x400000, program="-no-pie").replace("steps-no-pie", "other")
         self.assertEqual(self.failure_with(text + "77 0x401000/0x401010/P/-/-/1\n"), (
             1, "the recording is not of %s, but of %s\n" % (self.builds["-no-pie"][0], self.place / "other")))
 
-    def test_recording_of_a_moved_program_without_its_places_is_told(self):
+    def test_recording_of_a_moved_program_without_its_places_is_reported(self):
         status, message = self.failure_with(self.stack(("loop_end", "loop"), base=0x555500000000, flag="-pie"), "-pie")
         self.assertEqual((status, message), (1, "no branch of %s lies in %s: print it with --show-mmap-events\n" %
                                              (self.place / "stacks.txt", self.builds["-pie"][0])))
 
-    def test_other_build_id_is_told(self):
+    def test_other_build_id_is_reported(self):
         text = self.mapping(77, 0x400000, program="-no-pie").replace("fe:00 110 904", "<0123abcd>")
         status, message = self.failure_with(text + self.stack(("loop_end", "loop")))
         self.assertEqual(status, 1)
         self.assertIn("%s: the recording is of another build, with the build-id 0123abcd instead of" %
                       self.builds["-no-pie"][0], message)
 
-    def test_branches_that_the_program_cant_have_taken_are_told(self):
+    def test_branches_that_the_program_cant_have_taken_are_reported(self):
         fitting = (self.stack(("loop_end", "loop")) + "\n") * 9
         for branch in (("skip_to", "work"), ("loop_end", "skip"), ("loop_end", "0x401000")):
             status, message = self.failure_with(fitting + self.stack(branch) + "\n")
@@ -346,11 +346,11 @@ class PerfToEdges(unittest.TestCase):
         self.assertEqual(status, 0)
         self.assertIn("warning: %s: 1 entries or events can't be read\n" % (self.place / "stacks.txt"), message)
 
-    def test_wrong_use_is_told(self):
+    def test_wrong_use_is_reported(self):
         self.assertEqual(failure_of(TOOL, "program"), (
             2, "perf2edges: STACKS is required\nTry 'perf2edges --help'.\n"))
 
-    def test_version_is_told(self):
+    def test_version_is_reported(self):
         self.assertRegex(output_of(TOOL, "--version"), r"^perf2edges \d+\.\d+\.\d+\n$")
 
     def test_help_tells_how_to_record(self):
@@ -368,7 +368,7 @@ class PerfToEdges(unittest.TestCase):
         os.close(output)
         self.assertEqual((done.returncode, done.stderr), (1, ""))
 
-    def test_rows_that_cant_be_written_are_told(self):
+    def test_rows_that_cant_be_written_are_reported(self):
         stacks = self.place / "stacks.txt"
         stacks.write_text(self.stack(("loop_end", "loop")) + "\n")
         with open("/dev/full", "w", encoding="ascii") as full:
@@ -377,7 +377,7 @@ class PerfToEdges(unittest.TestCase):
         self.assertEqual((done.returncode, done.stderr),
                          (1, "perf2edges: standard output: No space left on device\n"))
 
-    def test_program_without_debug_information_is_told(self):
+    def test_program_without_debug_information_is_reported(self):
         bare = self.place / "bare"
         output_of(COMPILER, "-no-pie", HERE / "steps.s", "-o", bare)
         stacks = self.place / "stacks.txt"

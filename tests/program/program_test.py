@@ -241,7 +241,7 @@ class AgainstOtherReaders(unittest.TestCase):
             done = subprocess.run([DUMP, damaged], capture_output=True, check=False, timeout=60)
             self.assertIn(done.returncode, (0, 1), "round %d" % i)
 
-    def test_what_is_no_program_is_told(self):
+    def test_what_is_no_program_is_reported(self):
         (self.place / "text").write_text("no program")
         for path, said in ((self.place / "text", "is no ELF file"), (self.place / "missing", "No such file or directory"),
                            (self.place, "is no ELF file")):

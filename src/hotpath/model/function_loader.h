@@ -1,4 +1,6 @@
-// What a proxy needs of the database that it stands for.
+// A proxy stands for a function row of a database and reads the row's edges and calls when it is
+// first asked for them. This is the interface through which it does so, so that the model doesn't
+// depend on the database, whose loader implements it.
 #pragma once
 
 #include <cstdint>
