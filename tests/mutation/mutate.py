@@ -35,7 +35,7 @@ FILES = [HOTPATH + name for name in (
     "model/source_position.h", "model/source_position.cpp", "readers/edge_fold.h",
     "readers/edge_fold.cpp", "readers/edge_numbers.h", "readers/edge_numbers.cpp", "readers/edge_columns.h",
     "readers/edge_columns.cpp", "readers/row_fields.h", "readers/row_fields.cpp",
-    "readers/name_cache.h", "readers/name_cache.cpp", "readers/entry_totals.h",
+    "readers/name_cache.cpp", "readers/entry_totals.h",
     "readers/entry_totals.cpp",
     "readers/edge_reader.cpp", "readers/db_reader.h", "readers/db_reader.cpp",
     "database/loader.cpp", "database/writer.cpp", "database/merge.cpp", "database/merge.h",
