@@ -3,6 +3,7 @@
 // from the costs of the functions called, divided by their entries.
 #include <algorithm>
 #include <string_view>
+#include <tuple>
 #include <unordered_map>
 
 #include "edgescope/blocks.h"
@@ -10,6 +11,7 @@
 #include "edgescope/export.h"
 #include "edgescope/line_counts.h"
 #include "edgescope/message.h"
+#include "edgescope/name_index.h"
 #include "edgescope/source_files.h"
 #include "edgescope/texts.h"
 
@@ -38,17 +40,18 @@ LineCosts own_costs(const Function& function) {
     return sums;
 }
 
-// The cost of a call with all that it leads to.
+// The cost of a call with all that it leads to. Functions are known by their places in the profile.
 class InclusiveCosts {
 public:
-    explicit InclusiveCosts(const Profile& profile) {
+    InclusiveCosts(const Profile& profile, const NameIndex& names)
+        : profile_(profile), names_(names) {
+        costs_.reserve(profile.functions.size());
         for (const Function& function : profile.functions) {
-            by_name_[function.name].push_back(&function);
-            Cost& costs = costs_[&function];
-            costs.lines = own_costs(function);
-            for (const auto& [line, cost] : costs.lines) {
-                costs.own += static_cast<double>(cost);
-                total_ += cost;
+            Cost& cost = costs_.emplace_back();
+            cost.lines = own_costs(function);
+            for (const auto& [line, count] : cost.lines) {
+                cost.own += static_cast<double>(count);
+                total_ += count;
             }
         }
     }
@@ -56,17 +59,11 @@ public:
     // Of all functions together.
     std::uint64_t total() const { return total_; }
 
-    const LineCosts& own(const Function& function) const { return costs_.at(&function).lines; }
+    const LineCosts& own(std::size_t function) const { return costs_[function].lines; }
 
-    std::uint64_t of_call(const Call& call) {
-        return count_of(static_cast<double>(call.count) * for_each_entry(call.callee));
-    }
-
-    // The function that a call by this name leads to; null if none or several have that name.
-    const Function* callee(const std::string& name) const {
-        const auto known = by_name_.find(name);
-        return known == by_name_.end() || known->second.size() != 1 ? nullptr
-                                                                    : known->second.front();
+    std::uint64_t of_call(const Call& call, std::uint32_t callee) {
+        if (!is_counted(callee)) return 0;
+        return count_of(static_cast<double>(call.count) * inclusive(callee) / entries(callee));
     }
 
 private:
@@ -77,58 +74,64 @@ private:
         bool is_known = false;
         bool is_in_work = false;  // a call back into it costs nothing more
     };
+    struct Step {
+        std::uint32_t function;
+        std::size_t next_call = 0;
+    };
 
-    double for_each_entry(const std::string& name) {
-        const Function* const function = callee(name);
-        if (function == nullptr || function->count == 0) return 0;
-        return inclusive(*function) / static_cast<double>(function->count);
+    double entries(std::uint32_t function) const {
+        return static_cast<double>(profile_.functions[function].count);
+    }
+    bool is_counted(std::uint32_t callee) const {
+        return callee != NameIndex::nobody && profile_.functions[callee].count != 0;
     }
 
     // Walks down the calls; a chain of calls is as deep as the program has functions at most, so
     // it stands in a list of its own rather than on the stack.
-    double inclusive(const Function& function);
+    double inclusive(std::uint32_t function);
+    void begin(std::uint32_t function);
+    void go_on();
 
-    std::unordered_map<std::string_view, std::vector<const Function*>> by_name_;
-    std::unordered_map<const Function*, Cost> costs_;
+    const Profile& profile_;
+    const NameIndex& names_;
+    std::vector<Cost> costs_;
+    std::vector<Step> steps_;
     std::uint64_t total_ = 0;
 };
 
-double InclusiveCosts::inclusive(const Function& function) {
-    struct Step {
-        const Function* function;
-        std::size_t next_call = 0;
-    };
-    std::vector<Step> steps;
-    const auto begin = [&](const Function& one) {
-        Cost& cost = costs_[&one];
-        if (cost.is_known || cost.is_in_work) return;
-        cost.is_in_work = true;
-        cost.inclusive = cost.own;
-        steps.push_back({&one});
-    };
-    begin(function);
-    while (!steps.empty()) {
-        const Function& caller = *steps.back().function;
-        Cost& cost = costs_[&caller];
-        if (steps.back().next_call == caller.calls.size()) {
-            cost.is_known = true;
-            cost.is_in_work = false;
-            steps.pop_back();
-            continue;
-        }
-        const Call& call = caller.calls[steps.back().next_call];
-        const Function* const called = callee(call.callee);
-        const bool is_counted = called != nullptr && called->count != 0;
-        if (is_counted && !costs_[called].is_known && !costs_[called].is_in_work) {
-            begin(*called);
-            continue;
-        }
-        if (is_counted && costs_[called].is_known)
-            cost.inclusive += costs_[called].inclusive * static_cast<double>(call.count) /
-                              static_cast<double>(called->count);
-        ++steps.back().next_call;
+double InclusiveCosts::inclusive(std::uint32_t function) {
+    if (!costs_[function].is_known) begin(function);
+    while (!steps_.empty()) go_on();
+    return costs_[function].inclusive;
+}
+
+void InclusiveCosts::begin(std::uint32_t function) {
+    costs_[function].is_in_work = true;
+    costs_[function].inclusive = costs_[function].own;
+    steps_.push_back({function});
+}
+
+// Adds the next call of the function that was begun last, or begins with the one called.
+void InclusiveCosts::go_on() {
+    Step& step = steps_.back();
+    Cost& cost = costs_[step.function];
+    const std::vector<Call>& calls = profile_.functions[step.function].calls;
+    if (step.next_call == calls.size()) {
+        cost.is_known = true;
+        cost.is_in_work = false;
+        steps_.pop_back();
+        return;
     }
-    return costs_[&function].inclusive;
+    const std::uint32_t callee =
+        names_.only_function(names_.of_calls(step.function)[step.next_call]);
+    if (is_counted(callee)) {
+        const Cost& called = costs_[callee];
+        if (!called.is_known && !called.is_in_work) return begin(callee);
+        if (called.is_known)
+            cost.inclusive += called.inclusive * static_cast<double>(calls[step.next_call].count) /
+                              entries(callee);
+    }
+    ++step.next_call;
 }
 
 class CallgrindFile {
@@ -137,77 +140,94 @@ public:
         : profile_(profile),
           options_(options),
           output_(output),
-          sources_(options.sources),
-          inclusive_(profile) {}
+          names_(profile),
+          inclusive_(profile, names_) {}
 
     void write();
 
 private:
-    void write_function(const Function& function);
-    void write_call(const Function& caller, const Call& call);
+    // What is written of a function wherever it is named.
+    struct Shown {
+        const std::string* file;
+        std::string name;
+        std::uint32_t line;
+    };
+
+    void note_functions();
+    void write_function(std::uint32_t number);
+    void write_call(const Shown& caller, const Call& call, std::uint32_t callee);
     void write_jumps(const Function& function);
     void write_jump(const Edge& edge, bool is_conditional, std::uint64_t executions);
-    const std::string& file_of(const Function& function);
-    std::string name_of(const std::string& name) const {
-        return one_line(shown_name(name, options_.demangle));
-    }
-    static std::string one_line(const std::string& text) { return printable(text); }
 
     const Profile& profile_;
     const ExportOptions& options_;
     Output& output_;
-    SourceFiles sources_;
-    std::unordered_map<std::string_view, std::string> shown_files_;
+    NameIndex names_;
     InclusiveCosts inclusive_;
+    std::unordered_map<std::string_view, std::string> files_;  // as they are written
+    std::vector<Shown> functions_;
+    std::vector<const Edge*> edges_;  // of the current function, by the block that they leave
 };
 
-const std::string& CallgrindFile::file_of(const Function& function) {
-    const auto [place, is_new] = shown_files_.try_emplace(function.file);
-    if (is_new)
-        place->second = has_file(function) ? one_line(sources_.path_of(function.file)) : "???";
-    return place->second;
+void CallgrindFile::note_functions() {
+    const SourceFiles sources(options_.sources);
+    functions_.reserve(profile_.functions.size());
+    for (const Function& function : profile_.functions) {
+        const auto [place, is_new] = files_.try_emplace(function.file);
+        if (is_new)
+            place->second = has_file(function) ? printable(sources.path_of(function.file)) : "???";
+        functions_.push_back({&place->second, shown_name(function.name, options_.demangle),
+                              first_line(function).value_or(0)});
+    }
 }
 
 void CallgrindFile::write() {
+    note_functions();
     output_.print("# callgrind format\nversion: 1\ncreator: edgescope " EDGESCOPE_VERSION
                   "\npositions: line\nevent: Blocks : Blocks run\nevents: Blocks\n"
                   "summary: {}\n",
                   inclusive_.total());
-    for (const Function& function : profile_.functions) write_function(function);
+    for (std::uint32_t i = 0; i < functions_.size(); ++i) write_function(i);
 }
 
-void CallgrindFile::write_function(const Function& function) {
-    output_.print("\nfl={}\nfn={}\n", file_of(function), name_of(function.name));
-    for (const auto& [line, cost] : inclusive_.own(function))
+void CallgrindFile::write_function(std::uint32_t number) {
+    const Function& function = profile_.functions[number];
+    const Shown& shown = functions_[number];
+    output_.print(FMT_COMPILE("\nfl={}\nfn={}\n"), *shown.file, shown.name);
+    for (const auto& [line, cost] : inclusive_.own(number))
         output_.print(FMT_COMPILE("{} {}\n"), line, cost);
     write_jumps(function);
-    for (const Call& call : function.calls) write_call(function, call);
+    const auto callees = names_.of_calls(number);
+    for (std::size_t i = 0; i < callees.size(); ++i)
+        write_call(shown, function.calls[i], names_.only_function(callees[i]));
 }
 
-void CallgrindFile::write_call(const Function& caller, const Call& call) {
-    const Function* const callee = inclusive_.callee(call.callee);
-    if (callee == nullptr)
-        output_.append("cfi=???\n");
-    else if (callee->file != caller.file)
-        output_.print(FMT_COMPILE("cfi={}\n"), file_of(*callee));
-    output_.print(FMT_COMPILE("cfn={}\ncalls={} {}\n{} {}\n"), name_of(call.callee), call.count,
-                  callee == nullptr ? 0 : first_line(*callee).value_or(0), shown_line(call.line),
-                  inclusive_.of_call(call));
+void CallgrindFile::write_call(const Shown& caller, const Call& call, std::uint32_t callee) {
+    if (callee == NameIndex::nobody) {
+        output_.print(FMT_COMPILE("cfi=???\ncfn={}\ncalls={} 0\n{} 0\n"),
+                      shown_name(call.callee, options_.demangle), call.count,
+                      shown_line(call.line));
+        return;
+    }
+    const Shown& shown = functions_[callee];
+    if (shown.file != caller.file) output_.print(FMT_COMPILE("cfi={}\n"), *shown.file);
+    output_.print(FMT_COMPILE("cfn={}\ncalls={} {}\n{} {}\n"), shown.name, call.count, shown.line,
+                  shown_line(call.line), inclusive_.of_call(call, callee));
 }
 
 // A block that several edges leave ends with a conditional jump; the others go on without a choice.
 void CallgrindFile::write_jumps(const Function& function) {
-    std::vector<const Edge*> edges;
-    for (const Edge& edge : function.edges) edges.push_back(&edge);
-    std::stable_sort(edges.begin(), edges.end(), [](const Edge* a, const Edge* b) {
-        return a->from_address < b->from_address;
+    edges_.clear();
+    for (const Edge& edge : function.edges) edges_.push_back(&edge);
+    std::sort(edges_.begin(), edges_.end(), [](const Edge* a, const Edge* b) {
+        return std::tie(a->from_address, a) < std::tie(b->from_address, b);
     });
-    for (std::size_t first = 0, end = 0; first < edges.size(); first = end) {
+    for (std::size_t first = 0, end = 0; first < edges_.size(); first = end) {
         std::uint64_t count = 0;
         for (end = first;
-             end < edges.size() && edges[end]->from_address == edges[first]->from_address; ++end)
-            count += edges[end]->count;
-        for (std::size_t i = first; i < end; ++i) write_jump(*edges[i], end - first > 1, count);
+             end < edges_.size() && edges_[end]->from_address == edges_[first]->from_address; ++end)
+            count += edges_[end]->count;
+        for (std::size_t i = first; i < end; ++i) write_jump(*edges_[i], end - first > 1, count);
     }
 }
 

@@ -12,11 +12,11 @@
 #include <bit>
 #include <charconv>
 #include <optional>
-#include <unordered_map>
 #include <unordered_set>
 
 #include "edgescope/export.h"
 #include "edgescope/message.h"
+#include "edgescope/name_index.h"
 #include "hotpath/facade/function_name.h"
 
 namespace edgescope {
@@ -57,6 +57,13 @@ std::optional<std::string> raw_name(const std::string& name, const std::string& 
         if (fits(raw)) return raw;
     }
     return std::nullopt;
+}
+
+// What stands in a row for a function's name; nothing if no text can.
+std::optional<std::string> field_of(const std::string& name) {
+    std::optional<std::string> raw = raw_name(name);
+    if (raw && !can_be_a_field(*raw)) raw.reset();
+    return raw;
 }
 
 // What an edge file can't bring back.
@@ -103,21 +110,24 @@ struct Row {
 
 class EdgeFile {
 public:
-    EdgeFile(const Profile& profile, Output& output) : profile_(profile), output_(output) {
-        for (const Function& function : profile.functions) {
-            by_name_[function.name].push_back(&function);
-            entries_left_[&function] = function.count;
-        }
-        note_addresses();
+    EdgeFile(const Profile& profile, Output& output)
+        : profile_(profile), output_(output), names_(profile), next_callees_(names_.size()) {
+        for (const Function& function : profile.functions) entries_left_.push_back(function.count);
+        for (std::uint32_t name = 0; name < names_.size(); ++name)
+            fields_.push_back(field_of(names_.text(name)));
+        note_exits();
+        find_free_address();
     }
 
     void write();
 
 private:
-    void note_addresses();
-    void write_function(const Function& function);
+    void note_exits();
+    void find_free_address();
+    void write_function(std::size_t number);
     void write_edge(const Function& function, const std::string& name, const Edge& edge);
-    void write_call(const Function& function, const std::string& name, const Call& call);
+    void write_call(const Function& function, const std::string& name, const Call& call,
+                    std::uint32_t callee_number);
     void write_returns(const Function& function, const std::string& name);
     void write_row(const Row& row, std::uint64_t count);
     void write_position(const Position& position);
@@ -136,29 +146,37 @@ private:
         write_number(address, 16);
     }
 
-    const Function* callee_with_entries_left(const std::vector<const Function*>& callees) const;
-    const std::optional<std::string>& field_of_name(const std::string& name);
+    std::uint32_t callee_with_entries_left(std::uint32_t name);
 
     const Profile& profile_;
     Output& output_;
     Losses losses_;
     std::string line_;  // the row that is written
-    std::unordered_map<std::string_view, std::vector<const Function*>> by_name_;
-    std::unordered_map<const Function*, std::uint64_t> entries_left_;  // not called yet
-    std::unordered_map<std::string, std::optional<std::string>> fields_of_names_;
-    std::unordered_set<std::uint64_t> exits_;  // addresses with exit marks
-    std::uint64_t free_address_ = 0;           // of no edge
+    NameIndex names_;
+    std::vector<std::optional<std::string>> fields_;  // of names
+    std::vector<std::uint64_t> entries_left_;         // of functions: not called yet
+    std::vector<std::size_t> next_callees_;           // of names: those before have none left
+    std::unordered_set<std::uint64_t> exits_;         // addresses with exit marks
+    std::uint64_t free_address_ = 0;                  // of no edge
 };
 
-void EdgeFile::note_addresses() {
-    std::unordered_set<std::uint64_t> used;
+void EdgeFile::note_exits() {
     for (const Function& function : profile_.functions)
-        for (const Edge& edge : function.edges) {
-            used.insert(edge.from_address);
-            used.insert(edge.to_address);
+        for (const Edge& edge : function.edges)
             if (edge.is_exit) exits_.insert(edge.to_address);
-        }
-    while (used.contains(free_address_)) ++free_address_;
+}
+
+// The first address that no edge has: there are fewer addresses than ends of edges.
+void EdgeFile::find_free_address() {
+    std::size_t edges = 0;
+    for (const Function& function : profile_.functions) edges += function.edges.size();
+    std::vector<bool> is_used(2 * edges + 1);
+    for (const Function& function : profile_.functions)
+        for (const Edge& edge : function.edges)
+            for (const std::uint64_t address : {edge.from_address, edge.to_address})
+                if (address < is_used.size()) is_used[address] = true;
+    free_address_ = static_cast<std::uint64_t>(std::find(is_used.begin(), is_used.end(), false) -
+                                               is_used.begin());
 }
 
 void EdgeFile::write() {
@@ -168,7 +186,7 @@ void EdgeFile::write() {
         "DestinationEndOfBlockAddress,DestinationSourceFile,DestinationSourceLine,"
         "DestinationSourceOffsetLine,DestinationSourceColumn,DestinationSourceDiscriminator,"
         "DestinationFunctionMangled,HitCount\n");
-    for (const Function& function : profile_.functions) write_function(function);
+    for (std::size_t i = 0; i < profile_.functions.size(); ++i) write_function(i);
     losses_.warn();
 }
 
@@ -198,18 +216,9 @@ void EdgeFile::write_row(const Row& row, std::uint64_t count) {
     output_.append(line_);
 }
 
-// What stands in a row for a function's name; nothing if no text can.
-const std::optional<std::string>& EdgeFile::field_of_name(const std::string& name) {
-    const auto [place, is_new] = fields_of_names_.try_emplace(name);
-    if (is_new) {
-        place->second = raw_name(name);
-        if (place->second && !can_be_a_field(*place->second)) place->second.reset();
-    }
-    return place->second;
-}
-
-void EdgeFile::write_function(const Function& function) {
-    const std::optional<std::string> name = field_of_name(function.name);
+void EdgeFile::write_function(std::size_t number) {
+    const Function& function = profile_.functions[number];
+    const std::optional<std::string>& name = fields_[names_.of_function(number)];
     if (!name || !can_be_a_field(function.file)) {
         ++losses_.functions;
         return;
@@ -223,7 +232,9 @@ void EdgeFile::write_function(const Function& function) {
     if ((has_columns && !function.uses_columns) ||
         (has_discriminators && !function.uses_discriminators))
         ++losses_.flags;
-    for (const Call& call : function.calls) write_call(function, *name, call);
+    const auto callees = names_.of_calls(number);
+    for (std::size_t i = 0; i < callees.size(); ++i)
+        write_call(function, *name, function.calls[i], callees[i]);
     write_returns(function, *name);
 }
 
@@ -251,42 +262,43 @@ void EdgeFile::write_edge(const Function& function, const std::string& name, con
     for (const std::uint64_t part : counts_of_rows(edge.count)) write_row(row, part);
 }
 
-const Function* EdgeFile::callee_with_entries_left(
-    const std::vector<const Function*>& callees) const {
-    const auto place = std::find_if(callees.begin(), callees.end(), [&](const Function* callee) {
-        return entries_left_.at(callee) != 0 && can_be_a_field(callee->file);
-    });
-    return place == callees.end() ? nullptr : *place;
+std::uint32_t EdgeFile::callee_with_entries_left(std::uint32_t name) {
+    const auto callees = names_.functions(name);
+    for (std::size_t& next = next_callees_[name]; next < callees.size(); ++next) {
+        const std::uint32_t callee = callees[next];
+        if (entries_left_[callee] != 0 && can_be_a_field(profile_.functions[callee].file))
+            return callee;
+    }
+    return NameIndex::nobody;
 }
 
 // A call is kept by its callee's name alone, but a row names its file too. Functions of that name
 // are called in turn, each as often as it was entered.
-void EdgeFile::write_call(const Function& function, const std::string& name, const Call& call) {
+void EdgeFile::write_call(const Function& function, const std::string& name, const Call& call,
+                          std::uint32_t callee_number) {
     static const std::string no_file;
-    static const std::vector<const Function*> nobody;
-    std::optional<std::string> callee_name = field_of_name(call.callee);
+    std::optional<std::string> callee_name = fields_[callee_number];
     // A row whose names are the same is one inside of a function.
     if (callee_name == name) callee_name = raw_name(call.callee, name);
     if (!callee_name) {
         ++losses_.calls;
         return;
     }
-    const auto known = by_name_.find(call.callee);
-    const auto& callees = known == by_name_.end() ? nobody : known->second;
+    const auto callees = names_.functions(callee_number);
     if (callees.empty()) ++losses_.callees;
     std::uint64_t count = call.count;
     do {
-        const Function* const callee = callee_with_entries_left(callees);
+        std::uint32_t callee = callee_with_entries_left(callee_number);
         std::uint64_t part = count;
-        if (callee != nullptr) {
+        if (callee != NameIndex::nobody) {
             part = std::min(part, entries_left_[callee]);
             entries_left_[callee] -= part;
-        } else if (!callees.empty() && count != 0) {
-            ++losses_.entries;
+        } else if (!callees.empty()) {
+            callee = callees.front();
+            if (count != 0) ++losses_.entries;
         }
-        const std::string& file = callee != nullptr ? callee->file
-                                  : callees.empty() ? no_file
-                                                    : callees.front()->file;
+        const std::string& file =
+            callee == NameIndex::nobody ? no_file : profile_.functions[callee].file;
         const Row row{.from_address = free_address_,
                       .branch = "Call",
                       .from_file = function.file,
