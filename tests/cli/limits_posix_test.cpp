@@ -1,7 +1,9 @@
 // Limits of the system that a run meets from outside: full and read-only places, rights, files that
 // aren't plain, long paths and lists, few open files. Calls that are made to fail one by one stand
 // in tests/faults.
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -334,6 +336,35 @@ TEST_F(Limits, a_database_of_7000_chained_triggers_ends_no_run) {
 TEST_F(Limits, a_device_is_an_input_like_any_other) {
     EXPECT_EQ(run_plain({"-file", "//dev/null", "-dump"}),
               (Outcome{0, empty_report, cannot_read("//dev/null")}));
+}
+
+// --- Targets that are no plain files
+
+// Makes a socket, whose path may have a hundred bytes.
+void bind_socket(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
+    EXPECT_EQ(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    close(descriptor);
+}
+
+TEST_F(Limits, a_pipe_a_socket_and_a_device_are_no_targets) {
+    write("a.csv", one_edge);
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+    bind_socket(path("socket"));
+    for (const char* const target : {"pipe", "socket", "//dev/null", "//dev/zero"})
+        EXPECT_EQ(run_plain({"-file", "a.csv", "-append", target}),
+                  (Outcome{1, "", incompatible(target)}));
+}
+
+TEST_F(Limits, a_special_target_isnt_opened) {
+    write("a.csv", one_edge);
+    EXPECT_EQ(run_plain({"-trace", "3", "-file", "a.csv", "-append", "//dev/null"}),
+              (Outcome{1, "",
+                       "SampleDB::open_writable(//dev/null): Error due to incompatible schema\n" +
+                           incompatible("//dev/null")}));
 }
 
 // --- Long paths and long lists

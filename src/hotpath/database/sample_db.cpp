@@ -14,18 +14,23 @@ void trace_open_failure(const char* path, const char* reason) {
     diag::trace_print(": Error %s\n", reason);
 }
 
+DbOpenResult incompatible(const char* path) {
+    trace_open_failure(path, "due to incompatible schema");
+    return DbOpenIncompatible;
+}
+
 }  // namespace
 
+// A pipe, socket or device never comes to SQLite, here and below: it would wait for a pipe's writer
+// and read from a device what can't be read again.
 DbOpenResult SampleDB::open_writable(FunctionRecordSet* record_set, const char* path) {
     m_record_set = record_set;
+    if (diag::platform::is_special_file(path)) return incompatible(path);
     const DbOpenResult existing = open(path, OpenMode::ReadWrite);
     if (existing == DbOpenSchemaError) return DbOpenSchemaError;
     if (existing == DbOpenOk) {
         m_schema.read_db_version();
-        if (!m_schema.is_compatible()) {
-            trace_open_failure(path, "due to incompatible schema");
-            return DbOpenIncompatible;
-        }
+        if (!m_schema.is_compatible()) return incompatible(path);
     } else {
         const DbOpenResult created = open(path, OpenMode::ReadWriteCreate);
         if (created != DbOpenOk) return created;
@@ -39,6 +44,7 @@ DbOpenResult SampleDB::open_writable(FunctionRecordSet* record_set, const char* 
 }
 
 DbOpenResult SampleDB::open_readonly(const char* path) {
+    if (diag::platform::is_special_file(path)) return DbOpenIncompatible;
     const DbOpenResult result = open(path, OpenMode::ReadOnly);
     if (result != DbOpenOk) return result;
     m_schema.read_db_version();

@@ -3,7 +3,6 @@
 #include <new>
 #include <vector>
 
-#include "diag/platform.h"
 #include "hotpath/database/sample_db.h"
 
 namespace hotpath {
@@ -24,8 +23,6 @@ bool SampleFeedbackDBReader::read_function_records(FunctionRecordSet& set,
 }
 
 std::unique_ptr<SampleFeedbackDBReader> open_db_reader(const char* path) {
-    // A pipe without a writer would let the opening wait for ever.
-    if (diag::platform::is_special_file(path)) return nullptr;
     std::unique_ptr<SampleDB> database(new (std::nothrow) SampleDB);
     if (database == nullptr || database->open_readonly(path) != DbOpenOk) return nullptr;
     std::unique_ptr<SampleFeedbackDBReader> reader(new (std::nothrow)
