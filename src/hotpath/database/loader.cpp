@@ -178,15 +178,16 @@ void Loader::add_proxy(FunctionRecordSet& set, const FunctionRow& row, const Fil
 }
 
 bool Loader::read_full_records(FunctionRecordSet& set, FunctionRecordFactory& factory) {
+    // A statement that stands on a row holds the file's read lock, so that all is read of one state
+    // of the file, and no read for a function takes the lock and gives it back. Where it fails, the
+    // reads themselves say what happens.
+    SqlStatement lock;
+    (void)lock.prepare(m_connection.db(), "SELECT sf_id FROM sf_functions");
+    (void)lock.step();
     FileTable files;
     TextTable table;
     if (!read_tables(set, files, table)) return false;
     LoadedFiles loaded(set, files);
-    // A statement that stands on a row holds the file's read lock, which each of the two reads for
-    // each function would otherwise take and give back. Its failure costs time alone.
-    SqlStatement lock;
-    (void)lock.prepare(m_connection.db(), "SELECT sf_id FROM sf_functions");
-    (void)lock.step();
     for (int i = 0; i < table.row_count(); ++i) {
         const FunctionRow row(table, i);
         if (!has_valid_file(row, files)) return false;

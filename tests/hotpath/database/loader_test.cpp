@@ -681,6 +681,34 @@ TEST_F(LoadTest, a_missing_function_table_is_traced_with_a_blank_before_the_colo
     EXPECT_EQ(set.num_runs(), 3U);
 }
 
+// Another process that writes while the file is read, at the first read and at one of the last.
+TEST_F(LoadTest, a_full_load_reads_one_state_of_the_file) {
+    create(
+        "INSERT INTO sf_functions VALUES (1, 'f', 0, 5, 0), (2, 'g', 0, 6, 0);"
+        "INSERT INTO sf_calls VALUES (2, 1, 2, 'h', 3)");
+    for (const char* const moment : {"SELECT * FROM sf_run_info", "SELECT * FROM sf_calls"}) {
+        int refused = 0;
+        const test_support::StatementHook hook(moment, [&] {
+            sqlite3* other = nullptr;
+            EXPECT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
+            if (sqlite3_exec(other, "UPDATE sf_calls SET sf_exec_count = 9", nullptr, nullptr,
+                             nullptr) == SQLITE_BUSY)
+                ++refused;
+            sqlite3_close(other);
+        });
+        SampleDB input;
+        ASSERT_EQ(input.open_readonly(path.c_str()), DbOpenOk);
+        FunctionRecordSet loaded(factory);
+        EXPECT_TRUE(input.read_function_records(loaded, factory, false));
+        EXPECT_GT(refused, 0) << moment;
+        EXPECT_EQ(profile_text(loaded),
+                  "f in  x5 flags 0\n"
+                  "g in  x6 flags 0\n"
+                  "  call h 1:2 x3\n")
+            << moment;
+    }
+}
+
 TEST_F(LoadTest, a_locked_file_is_a_silent_failure) {
     create();
     ASSERT_EQ(database.open_readonly(path.c_str()), DbOpenOk);
