@@ -37,5 +37,14 @@ TEST_F(BannerFromAfar, has_the_default_version_without_a_path_to_search) {
     EXPECT_EQ(version(), "Version 2021.8.0");
 }
 
+class BannerOfTheSystem : public CliTest {};
+
+// Windows drops it.
+TEST_F(BannerOfTheSystem, keeps_a_cr_at_the_end_of_a_package_id) {
+    install_program("suite/bin/edgefold");
+    write("suite/share/edgefold/package_c.txt", "Name: x\r\nPackage ID: a.b.c\r\n");
+    EXPECT_NE(run({}).err.find("Version 2021.8.b.c\r Build"), std::string::npos) << run({}).err;
+}
+
 }  // namespace
 }  // namespace cli

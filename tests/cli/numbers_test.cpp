@@ -175,5 +175,16 @@ TEST_F(Numbers, the_largest_total_is_found_without_a_sign) {
               "g in A.C x-5 flags 0\n");
 }
 
+// A locale of the environment may have a comma for the point. Here it is one that each system has,
+// and one that this one may have.
+TEST_F(Numbers, are_read_alike_in_every_locale) {
+    write("a.csv", ten_columns + "10,Cond,a.c,1,f,20,a.c,2,f,12.9\n");
+    const Outcome expected = run_plain({"-file", "a.csv", "-dump"});
+    for (const char* const locale : {"C.UTF-8", "de_DE.UTF-8"}) {
+        environment_ = {{"LC_ALL", locale}};
+        EXPECT_EQ(run_plain({"-file", "a.csv", "-dump"}), expected) << locale;
+    }
+}
+
 }  // namespace
 }  // namespace cli

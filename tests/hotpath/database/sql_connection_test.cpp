@@ -62,6 +62,11 @@ TEST_F(DatabaseHandleTest, opening_an_existing_file_succeeds_in_each_mode) {
     }
 }
 
+TEST_F(DatabaseHandleTest, opening_takes_no_lock_against_threads) {
+    ASSERT_TRUE(handle.open(path.c_str(), OpenMode::ReadWriteCreate));
+    EXPECT_EQ(sqlite3_db_mutex(handle.connection()), nullptr);
+}
+
 TEST_F(DatabaseHandleTest, opening_traces_path_connection_and_success) {
     const std::string text =
         traced(diag::TRACE_DB_CALLS, [&] { handle.open(path.c_str(), OpenMode::ReadWriteCreate); });

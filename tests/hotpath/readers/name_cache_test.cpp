@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "diag/trace.h"
+#include "support/captured_stderr.h"
 #include "support/profile_text.h"
 #include "support/tracking_allocator.h"
 
@@ -50,6 +52,17 @@ TEST_F(NameCacheTest, equal_texts_have_one_place) {
     EXPECT_EQ(find("a.c", "f"), f);
     EXPECT_EQ(find("a.c", "f"), f);
     EXPECT_EQ(find("a.c", "g"), g);
+}
+
+TEST_F(NameCacheTest, a_name_is_rewritten_once_for_all_files_of_a_run) {
+    diag::reader_trace_flags = diag::reader_trace_choice;
+    EXPECT_EQ(
+        test_support::captured_stderr([&] { find("a.c", "L_main_23__par_region0_2.1"); }),
+        "OMP mangled name conversion: Old name = L_main_23__par_region0_2.1. New name = main\n");
+    names.totals().add_exec_counts();
+    EXPECT_EQ(test_support::captured_stderr([&] { find("a.c", "L_main_23__par_region0_2.1"); }),
+              "");
+    diag::reader_trace_flags = 0;
 }
 
 TEST_F(NameCacheTest, texts_are_copied) {
