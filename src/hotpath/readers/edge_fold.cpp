@@ -102,24 +102,22 @@ void EdgeFold::read_numbers(Row& row) const {
         row.from.relative_line = number(FromSourceOffsetLine);
         row.to.relative_line = number(DestinationSourceOffsetLine);
     }
-    // The marks look at the numbers as read, the positions keep 16 bits of them.
-    row.uses_columns = false;
-    if (layout_.has_columns) {
-        const std::uint32_t from = number(FromSourceColumn);
-        const std::uint32_t to = number(DestinationSourceColumn);
-        row.uses_columns = from != 0 || to != 0;
-        row.from.column = static_cast<std::uint16_t>(from);
-        row.to.column = static_cast<std::uint16_t>(to);
-    }
-    row.uses_discriminators = false;
-    if (layout_.has_discriminators) {
-        const std::uint32_t from = number(FromSourceDiscriminator);
-        const std::uint32_t to = number(DestinationSourceDiscriminator);
-        row.uses_discriminators = from != 0 || to != 0;
-        row.from.discriminator = static_cast<std::uint16_t>(from);
-        row.to.discriminator = static_cast<std::uint16_t>(to);
-    }
+    row.uses_columns = layout_.has_columns && read_pair(FromSourceColumn, DestinationSourceColumn,
+                                                        row.from.column, row.to.column);
+    row.uses_discriminators = layout_.has_discriminators &&
+                              read_pair(FromSourceDiscriminator, DestinationSourceDiscriminator,
+                                        row.from.discriminator, row.to.discriminator);
     row.leaves_entry_block = layout_.has_entry_block && fields_.text(EntryBlock) == "yes";
+}
+
+// Reads what both ends' positions keep 16 bits of. True if one of the numbers isn't 0 as read.
+bool EdgeFold::read_pair(EdgeColumn from_column, EdgeColumn to_column, std::uint16_t& from,
+                         std::uint16_t& to) const {
+    const std::uint32_t from_number = number(from_column);
+    const std::uint32_t to_number = number(to_column);
+    from = static_cast<std::uint16_t>(from_number);
+    to = static_cast<std::uint16_t>(to_number);
+    return from_number != 0 || to_number != 0;
 }
 
 EdgeFold::RowKind EdgeFold::kind_of(const Row& row) const {

@@ -76,6 +76,8 @@ private:
     bool read_row(std::string_view line);
     void read_names(Row& row) const;
     void read_numbers(Row& row) const;
+    bool read_pair(EdgeColumn from_column, EdgeColumn to_column, std::uint16_t& from,
+                   std::uint16_t& to) const;
     RowKind kind_of(const Row& row) const;
 
     FunctionTotals& totals_of(std::uint32_t name) { return names_.totals()[names_[name].totals]; }
