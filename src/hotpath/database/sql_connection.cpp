@@ -5,6 +5,7 @@
 #include <array>
 #include <cinttypes>
 #include <cstdio>
+#include <limits>
 #include <new>
 #include <string>
 #include <string_view>
@@ -112,8 +113,11 @@ void SqlStatement::finalize() {
 }
 
 void SqlStatement::bind_text(std::uint32_t index, std::string_view value) const {
-    const int rc = sqlite3_bind_text(m_statement, static_cast<int>(index) + 1, value.data(),
-                                     static_cast<int>(value.size()), SQLITE_STATIC);
+    // SQLite takes sizes of 31 bits; of a larger one it would take the low ones for all.
+    const int rc = value.size() > std::size_t{std::numeric_limits<int>::max()}
+                       ? SQLITE_TOOBIG
+                       : sqlite3_bind_text(m_statement, static_cast<int>(index) + 1, value.data(),
+                                           static_cast<int>(value.size()), SQLITE_STATIC);
     ASSERTX_TEXT(rc == 0, "Internal error: Failed to bind data to stmt");
 }
 

@@ -574,6 +574,14 @@ TEST_F(SqlStatementDeathTest, a_failed_bind_of_a_text_ends_the_program) {
     EXPECT_EXIT(statement.bind_text(1, "x"), ExitedWithCode(1), bind_failure);
 }
 
+// The low 32 bits of its size would be those of a short text. The text itself isn't looked at.
+TEST_F(SqlStatementDeathTest, a_bind_of_a_text_of_more_than_4_gibibytes_ends_the_program) {
+    ASSERT_TRUE(statement.init_sql_statement(handle, "SELECT ?001"));
+    const std::string text = "x";
+    const std::string_view huge(text.data(), (std::size_t{1} << 32) + 1);
+    EXPECT_EXIT(statement.bind_text(0, huge), ExitedWithCode(1), bind_failure);
+}
+
 TEST_F(SqlStatementDeathTest, a_failed_bind_of_64_bits_ends_the_program) {
     ASSERT_TRUE(statement.init_sql_statement(handle, "SELECT ?001"));
     EXPECT_EXIT(statement.bind_uint64(1, 7), ExitedWithCode(1), bind_failure);
