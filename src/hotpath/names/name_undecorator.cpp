@@ -153,11 +153,11 @@ const char* NameUndecoratorSuffixRemover::undecorate(const char* name) {
     const char* tail_start = nullptr;
     if (!find_suffix(name, head_end, tail_start)) return NameUndecoratorBase::undecorate(name);
 
-    const std::size_t tail_length = std::strlen(tail_start);
-    const auto size = static_cast<std::size_t>(tail_start - name) + tail_length + 1;
-    char* const joined = scratch(size);
-    bounded_print(joined, size, "%.*s%.*s%c", static_cast<int>(head_end - name), name,
-                  static_cast<int>(tail_length), tail_start, '\0');
+    const auto head_length = static_cast<std::size_t>(head_end - name);
+    const std::size_t tail_size = std::strlen(tail_start) + 1;
+    char* const joined = scratch(static_cast<std::size_t>(tail_start - name) + tail_size);
+    std::memcpy(joined, name, head_length);
+    std::memcpy(joined + head_length, tail_start, tail_size);
     return NameUndecoratorBase::undecorate(joined);
 }
 
