@@ -4,6 +4,7 @@
     reproducible_test.py
 """
 
+import os
 import pathlib
 import shutil
 import subprocess
@@ -28,12 +29,15 @@ def copy_sources(place):
 
 def main():
     first = packages(PACKAGES)
-    if len(first) != 5:
-        sys.exit("expected two packages, an archive, its checksum and its list: %s" % list(first))
+    kinds = {kind: sum(name.endswith(kind) for name in first) for kind in (".deb", ".tar.gz", ".sha256", ".spdx.json")}
+    if min(kinds.values()) == 0:
+        sys.exit("expected packages, an archive, its checksum and its list: %s" % list(first))
     with tempfile.TemporaryDirectory(prefix="edgefold-another-place-") as place:
         tree = pathlib.Path(place) / "sources"
         copy_sources(tree)
-        subprocess.run(["./dev", "package"], cwd=tree, check=True, stdout=subprocess.DEVNULL)
+        # What a cache of compilations gives again proves nothing.
+        environment = {name: value for name, value in os.environ.items() if not name.endswith("COMPILER_LAUNCHER")}
+        subprocess.run(["./dev", "package"], cwd=tree, check=True, stdout=subprocess.DEVNULL, env=environment)
         second = packages(tree / "build/packages")
     differing = [name for name in sorted(first.keys() | second.keys()) if first.get(name) != second.get(name)]
     for name in differing:
