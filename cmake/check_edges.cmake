@@ -1,6 +1,4 @@
 # The checker of edge files, built on the merge tool's own reader.
-find_package(fmt QUIET)
-find_package(CLI11 QUIET)
 if(NOT (fmt_FOUND AND CLI11_FOUND))
   message(STATUS "Left out: check_edges (it wants libfmt-dev and libcli11-dev)")
 else()
@@ -8,5 +6,6 @@ else()
   add_executable(check_edges ${check_sources})
   target_include_directories(check_edges PRIVATE producers)
   target_link_libraries(check_edges PRIVATE hotpath fmt::fmt CLI11::CLI11)
+  need_no_library(check_edges)
   target_compile_definitions(check_edges PRIVATE EDGEFOLD_VERSION="${PROJECT_VERSION}")
 endif()

@@ -1,7 +1,4 @@
 # The second program. It is left out where a library of its own is missing.
-find_package(CLI11 2.1 QUIET)
-find_package(fmt 9 QUIET)
-find_package(nlohmann_json 3 QUIET)
 set(missing_packages "")
 foreach(package CLI11 fmt nlohmann_json)
   if(NOT ${package}_FOUND)
@@ -34,3 +31,4 @@ endif()
 
 add_executable(edgescope src/edgescope/main.cpp)
 target_link_libraries(edgescope PRIVATE edgescope_tool)
+need_no_library(edgescope)

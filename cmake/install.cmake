@@ -29,6 +29,35 @@ if(TARGET edgescope)
   endif()
 endif()
 
+# The programs that make and check edge files, and the scripts for fleets
+set(producers check_edges)
+if(TARGET callgrind2edges)
+  list(APPEND producers callgrind2edges perf2edges)
+endif()
+if(TARGET check_edges AND UNIX)
+  install(TARGETS ${producers} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT producers)
+  install(FILES completions/producers.bash RENAME check_edges COMPONENT producers
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  if(TARGET callgrind2edges) # bash looks for a file of the program's name
+    foreach(program callgrind2edges perf2edges)
+      install(FILES completions/producers.bash RENAME ${program} COMPONENT producers
+              DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+    endforeach()
+  endif()
+  foreach(program ${producers})
+    install(FILES completions/${program}.fish COMPONENT producers
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+  endforeach()
+  install(FILES completions/_edge_files COMPONENT plain
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+  install(PROGRAMS examples/fleet/list-groups examples/fleet/merge-group examples/fleet/merge-tree
+                   examples/fleet/merge-array.sbatch examples/fleet/merge_on_dask.py
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/edgefold-producers/fleet COMPONENT producers)
+  install(FILES examples/fleet/Makefile examples/fleet/README.md
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/edgefold-producers/fleet COMPONENT producers)
+  install(FILES docs/fleet.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/edgefold-producers COMPONENT producers)
+endif()
+
 # The library, behind the headers of its facade.
 set(public_headers function_name.h row_reader.h sample_set.h)
 list(TRANSFORM public_headers PREPEND ${PROJECT_SOURCE_DIR}/src/hotpath/facade/)

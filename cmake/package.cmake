@@ -1,4 +1,4 @@
-# The packages that CPack makes: on Debian one for the tool and one for the library, on Windows itself an
+# The packages that CPack makes: on Debian one for each program, for the producers and for the library, on Windows itself an
 # archive. The version is the project's. `./dev package` makes the archives that are released.
 set(CPACK_PACKAGE_VENDOR Velmora)
 set(CPACK_PACKAGE_CONTACT "edgefold maintainers <maintainers@edgefold.example>")
@@ -30,6 +30,18 @@ set(CPACK_COMPONENT_SCOPE_DESCRIPTION "Shows, checks, compares and exports sampl
 Lists the hottest functions, edges and calls of the databases that edgefold
 writes, tells whether they are fit for use and what changed, and exports them
 for clang, callgrind, lcov and Graphviz.")
+if(TARGET check_edges)
+  list(APPEND CPACK_COMPONENTS_ALL producers)
+endif()
+set(CPACK_DEBIAN_PRODUCERS_PACKAGE_NAME edgefold-producers)
+set(CPACK_DEBIAN_PRODUCERS_PACKAGE_SECTION devel)
+# What the scripts call; the libraries of the programs are found.
+set(CPACK_DEBIAN_PRODUCERS_PACKAGE_DEPENDS "edgefold (= ${PROJECT_VERSION}), python3")
+set(CPACK_DEBIAN_PRODUCERS_PACKAGE_RECOMMENDS "valgrind, parallel")
+set(CPACK_DEBIAN_PRODUCERS_PACKAGE_SUGGESTS "linux-perf, make, slurm-client, python3-distributed")
+set(CPACK_COMPONENT_PRODUCERS_DESCRIPTION "Makes edge files for edgefold, and merges those of many machines
+Makes edge files of what valgrind or perf has recorded, checks edge files, and
+has scripts that merge those of a fleet as a tree, each step proved.")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libhotpath-dev)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libsqlite3-dev (>= 3.26)")
@@ -62,6 +74,12 @@ if(NOT WIN32 AND Python3_FOUND)
             COMPONENT scope EXCLUDE_FROM_ALL)
     install(FILES completions/_edgescope DESTINATION share/zsh/vendor-completions COMPONENT scope
             EXCLUDE_FROM_ALL)
+  endif()
+  if(TARGET check_edges)
+    install(FILES ${debian_changelog} cmake/debian/copyright DESTINATION share/doc/edgefold-producers
+            COMPONENT producers EXCLUDE_FROM_ALL)
+    install(FILES completions/_edge_files DESTINATION share/zsh/vendor-completions
+            COMPONENT producers EXCLUDE_FROM_ALL)
   endif()
   install(FILES ${debian_changelog} cmake/debian/copyright
           DESTINATION share/doc/libhotpath-dev COMPONENT library EXCLUDE_FROM_ALL)

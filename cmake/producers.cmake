@@ -1,8 +1,5 @@
 # The programs that make edge files, on the library that reads programs. They want Debian's
 # libcli11-dev and libfmt-dev besides; without, they are left out.
-find_package(CLI11 QUIET)
-find_package(fmt QUIET)
-
 if(TARGET edgefold_program AND CLI11_FOUND AND fmt_FOUND)
   file(GLOB edgefile_sources CONFIGURE_DEPENDS producers/edgefile/*.cpp)
   add_library(edgefile STATIC ${edgefile_sources})
@@ -16,6 +13,7 @@ if(TARGET edgefold_program AND CLI11_FOUND AND fmt_FOUND)
   target_link_libraries(edgefile_callgrind PUBLIC edgefile)
   add_executable(callgrind2edges producers/callgrind/main.cpp)
   target_link_libraries(callgrind2edges PRIVATE edgefile_callgrind)
+  need_no_library(callgrind2edges)
 
   file(GLOB perf_sources CONFIGURE_DEPENDS producers/perf/*.cpp)
   list(FILTER perf_sources EXCLUDE REGEX "/main\\.cpp$")
@@ -23,6 +21,7 @@ if(TARGET edgefold_program AND CLI11_FOUND AND fmt_FOUND)
   target_link_libraries(edgefile_perf PUBLIC edgefile)
   add_executable(perf2edges producers/perf/main.cpp)
   target_link_libraries(perf2edges PRIVATE edgefile_perf)
+  need_no_library(perf2edges)
 else()
   message(STATUS "Left out: callgrind2edges and perf2edges (they want libcli11-dev and libfmt-dev too)")
 endif()

@@ -19,15 +19,17 @@ import tarfile
 import zipfile
 
 LICENSES = {"SQLite": "blessing", "C compiler": "GPL-3.0-or-later", "C library": "LGPL-2.1-or-later",
-            "C++ library": "GPL-3.0-or-later WITH GCC-exception-3.1"}
+            "C++ library": "GPL-3.0-or-later WITH GCC-exception-3.1", "CLI11": "BSD-3-Clause", "fmt": "MIT",
+            "JSON for Modern C++": "MIT", "Capstone": "BSD-3-Clause", "bzip2": "bzip2-1.0.6", "zlib": "Zlib",
+            "elfutils": "GPL-2.0-or-later OR LGPL-3.0-or-later"}
 
 
 def sha256(content):
     return hashlib.sha256(content).hexdigest()
 
 
-def is_program(name):
-    return "/bin/" in name
+def is_program(name, content):
+    return "/bin/" in name or (content.startswith(b"#!") and "/fleet/" in name)
 
 
 def tar_of(files, epoch):
@@ -36,7 +38,7 @@ def tar_of(files, epoch):
         for name, content in files.items():
             entry = tarfile.TarInfo(name)
             entry.size, entry.mtime = len(content), epoch
-            entry.mode = 0o755 if is_program(name) else 0o644
+            entry.mode = 0o755 if is_program(name, content) else 0o644
             entry.uname = entry.gname = "root"
             archive.addfile(entry, io.BytesIO(content))
     return gzip.compress(packed.getvalue(), 9, mtime=0)
@@ -49,7 +51,7 @@ def zip_of(files, epoch):
         for name, content in files.items():
             entry = zipfile.ZipInfo(name, date)
             entry.compress_type, entry.create_system = zipfile.ZIP_DEFLATED, 3
-            entry.external_attr = (0o100755 if is_program(name) else 0o100644) << 16
+            entry.external_attr = (0o100755 if is_program(name, content) else 0o100644) << 16
             archive.writestr(entry, content, compresslevel=9)
     return packed.getvalue()
 

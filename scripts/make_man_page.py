@@ -13,7 +13,7 @@ import pathlib
 import re
 import subprocess
 
-VOLUMES = {"1": "User Commands", "5": "File Formats"}
+VOLUMES = {"1": "User Commands", "5": "File Formats", "7": "Miscellaneous"}
 LONGEST_PLAIN_CELL = 32  # a longer one is broken into lines
 LOWDOWN = ["lowdown", "-s", "-Tman", "--out-no-smarty", "--parse-no-super"]
 

@@ -26,6 +26,8 @@ LINES = {
     "edgescope export --to ll": "edgescope export --to llvm ",
     "edgescope compare --min": "edgescope compare --min-overlap ",
     "edgescope check on": "edgescope check one.csv ",
+    "check_edges --max": "check_edges --max-lost ",
+    "perf2edges one.csv --deb": "perf2edges one.csv --debug-file ",
     "edgefold -file one.csv\\;tw": "edgefold -file one.csv\\;two.csv",
     "edgefold -file 'one.csv;runs/th": "edgefold -file 'one.csv;runs/three.csv'",
 }
@@ -99,9 +101,10 @@ class Completions(unittest.TestCase):
     def test_bash_completes_lines(self):
         script = self.directory / "bashrc"
         script.write_text("source %s/bash-completion/completions/edgefold\n"
-                          "source %s/bash-completion/completions/edgescope; PS1='%s'\n"
+                          "source %s/bash-completion/completions/edgescope\n"
+                          "source %s/bash-completion/completions/perf2edges; PS1='%s'\n"
                           "save() { printf %%s \"$READLINE_LINE\" >saved; mv saved line; }\n"
-                          "bind -x '\"\\C-xw\": save'\n" % (self.share, self.share, READY.decode()))
+                          "bind -x '\"\\C-xw\": save'\n" % (self.share, self.share, self.share, READY.decode()))
         for keys, line in LINES.items():
             with self.subTest(keys):
                 found = self.line_after(["bash", "--noprofile", "--rcfile", str(script), "-i"],
@@ -151,6 +154,20 @@ class Completions(unittest.TestCase):
             for option in re.findall(r"--([a-z-]+)", help_text):
                 for path, text in zip(files, texts):
                     self.assertRegex(text, r"(--|-l )%s\b" % option, (path, command))
+
+    def test_each_shell_knows_each_option_of_the_producers(self):
+        for program in ("callgrind2edges", "perf2edges", "check_edges"):
+            help_text, _ = run([installed_root().path / "usr/bin" / program, "--help"])
+            options = re.findall(r"(?m)^  (?:-h,)?(--[a-z-]+)", help_text)
+            self.assertIn("--help", options)
+            bash, _ = run(["bash", "-c", "source $0; _edge_files $1 - x; echo ${COMPREPLY[*]}",
+                           self.share / "bash-completion/completions" / program, program])
+            self.assertEqual(sorted(bash.split()), sorted(options), program)
+            zsh = (self.share / "zsh/vendor-completions/_edge_files").read_text(encoding="utf-8")
+            fish = self.fish_words(program + " -")
+            for option in options:
+                self.assertRegex(zsh, r"--%s\b" % option[2:], program)
+                self.assertIn(option, fish, program)
 
     def test_bash_and_zsh_know_each_option(self):
         bash, _ = run(["bash", "-c", "source $0; _edgefold edgefold - x; echo ${COMPREPLY[*]}",

@@ -1,11 +1,13 @@
 """The Debian packages: what they say of themselves, and their way in and out of a system."""
 
+import os
 import re
 import shutil
 import subprocess
 import unittest
 
-from scratch_root import NAMES, PROJECT, VERSION, ScratchRoot, debian_package, installed_root, run
+from scratch_root import (NAMES, PROJECT, VERSION, ScratchRoot, debian_package, installed_root, run,
+                          scratch_directory)
 
 MERGED = "remark #30101: Merged 1 files to output file.\n"
 
@@ -60,6 +62,16 @@ class DebianPackages(unittest.TestCase):
         with self.assertRaisesRegex(AssertionError, "edgefold depends on libsqlite3-0"):
             root.install()
 
+    def test_the_scripts_for_fleets_work_where_they_are_installed(self):
+        root = installed_root()
+        directory = scratch_directory()
+        shutil.copy(PROJECT / "examples/gtest-run1.csv", directory / "1.csv")
+        shutil.copy(PROJECT / "examples/fasttree.csv", directory / "2.csv")
+        path = [root.path / "usr/share/edgefold-producers/fleet", root.path / "usr/bin", os.environ["PATH"]]
+        run(["merge-group", "all.db", "1.csv", "2.csv"], cwd=directory,
+            env={**os.environ, "PATH": ":".join(map(str, path))})
+        self.assertTrue((directory / "all.db.sums").read_text().startswith("runs 2\n"))
+
     def test_the_banner_follows_a_package_information_file(self):
         root = ScratchRoot().install()
         self.assertIn("Version 2021.8.0 Build", banner(root))
@@ -73,6 +85,13 @@ class DebianPackages(unittest.TestCase):
                   "/usr/share/bash-completion/completions/edgescope",
                   "/usr/share/fish/vendor_completions.d/edgescope.fish",
                   "/usr/share/zsh/vendor-completions/_edgescope",
+                  "/usr/bin/callgrind2edges", "/usr/bin/perf2edges", "/usr/bin/check_edges",
+                  "/usr/share/bash-completion/completions/check_edges",
+                  "/usr/share/fish/vendor_completions.d/perf2edges.fish",
+                  "/usr/share/zsh/vendor-completions/_edge_files",
+                  "/usr/share/man/man1/callgrind2edges.1.gz", "/usr/share/man/man1/perf2edges.1.gz",
+                  "/usr/share/man/man1/check_edges.1.gz", "/usr/share/man/man7/edgefold-fleet.7.gz",
+                  "/usr/share/edgefold-producers/fleet/merge-group",
                   "/usr/share/man/man1/edgescope.1.gz", "/usr/lib/libhotpath.a", "/usr/lib/pkgconfig/hotpath.pc",
                   "/usr/lib/cmake/hotpath/hotpathConfig.cmake",
                   "/usr/share/bash-completion/completions/edgefold",

@@ -12,6 +12,10 @@ from scratch_root import PROJECT, VERSION, installed_root, run, scratch_director
 
 PAGES = {"man1/edgefold.1.gz": "edgefold - merge sampled profiles into a sample database",
          "man1/edgescope.1.gz": "edgescope - show, check, compare and export sample databases",
+         "man1/callgrind2edges.1.gz": "callgrind2edges - make an edge file of a recording by valgrind",
+         "man1/perf2edges.1.gz": "perf2edges - make an edge file of branch stacks that perf recorded",
+         "man1/check_edges.1.gz": "check_edges - tell which rows and hits of edge files will not count",
+         "man7/edgefold-fleet.7.gz": "edgefold-fleet - merge the edge files of many runs as a tree",
          "man5/edgefold-edges.5.gz":
              "edgefold-edges - edge file: the sampled transfers of control of one run",
          "man5/edgefold-db.5.gz":
@@ -52,6 +56,15 @@ class ManPages(unittest.TestCase):
     def test_the_program_has_all_sections_that_a_user_looks_for(self):
         headings = re.findall(r"^([A-Z][A-Z ]+)$", shown("man1/edgefold.1.gz")[0], flags=re.M)
         self.assertEqual(headings, SECTIONS)
+
+    def test_the_producers_pages_have_each_option(self):
+        for program in ("callgrind2edges", "perf2edges", "check_edges"):
+            with self.subTest(program):
+                text, _ = run([installed_root().path / "usr/bin" / program, "--help"])
+                told = set(re.findall(r"(?m)^  .*?(--[a-z-]+)", text[text.index("\nOptions:"):].split("\n\n")[0]))
+                page = re.sub(r"\s+", " ", shown("man1/%s.1.gz" % program)[0])
+                self.assertGreater(len(told), 2)
+                self.assertEqual({option for option in told if option + " " not in page.replace(",", " ")}, set())
 
     def test_the_examples_work(self):
         directory = scratch_directory()

@@ -14,7 +14,7 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 PACKAGES = PROJECT / "build/packages"
 VERSION = re.search(r"project\(edgefold VERSION (\S+)",
                     (PROJECT / "CMakeLists.txt").read_text(encoding="utf-8"))[1]
-NAMES = ["edgefold", "edgescope", "libhotpath-dev"]
+NAMES = ["edgefold", "edgescope", "edgefold-producers", "libhotpath-dev"]
 
 
 def run(command, **settings):
@@ -49,7 +49,7 @@ def unpacked_archive():
 def dependencies():
     fields = [run(["dpkg", "-f", debian_package(name), "Depends"])[0] for name in NAMES]
     return sorted({re.match(r"[\w.+-]+", part.strip())[0]
-                   for field in fields for part in field.split(",")})
+                   for field in fields for part in field.split(",")} - set(NAMES))
 
 
 class ScratchRoot:

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# cross_googletest.sh DIRECTORY TOOLCHAIN
+# googletest.sh DIRECTORY TOOLCHAIN
 #
-# Builds Debian's GoogleTest for another system, by a toolchain file of cmake/, and installs it into
-# DIRECTORY. What is there already isn't built again.
+# Builds Debian's GoogleTest by a toolchain file of cmake/, for another system or C++ library, and
+# installs it into DIRECTORY. What is there already isn't built again.
 set -euo pipefail
 if [ $# -ne 2 ]; then
     sed -n '2,5s/^# \{0,1\}//p' "$0" >&2
