@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <charconv>
+#include <clocale>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <string>
 
@@ -83,6 +85,18 @@ float hex_float(std::string_view text) {
     return value >= 0x1p127 ? std::numeric_limits<float>::infinity() : static_cast<float>(value);
 }
 
+#if defined(_LIBCPP_VERSION) && !defined(__cpp_lib_to_chars)
+// This C++ library reads no floats by `std::from_chars` yet. The way of C takes the locale's point.
+float decimal_float(std::string_view text) {
+    const std::string_view point = std::localeconv()->decimal_point;
+    std::string copy(text.substr(0, text.find('\0')));
+    if (point != ".") {
+        copy.resize(std::min(copy.find(point), copy.size()));
+        if (const auto at = copy.find('.'); at != std::string::npos) copy.replace(at, 1, point);
+    }
+    return std::strtof(copy.c_str(), nullptr);
+}
+#else
 // True if a decimal number that no float can hold is too large, false if it is too small.
 bool is_overflow(std::string_view text) {
     std::int64_t magnitude = 0;  // places from the first digit that isn't 0 to the point
@@ -107,6 +121,7 @@ float decimal_float(std::string_view text) {
     if (result.ec != std::errc::result_out_of_range) return value;
     return is_overflow(text) ? std::numeric_limits<float>::infinity() : 0.0F;
 }
+#endif
 
 // The longest number that `strtof` accepts, in any locale of the user's; 0 without one.
 float float_prefix(std::string_view text) {
