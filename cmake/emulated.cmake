@@ -14,7 +14,7 @@ function(path_to_run variable program)
   endif()
   list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
   set(script ${PROJECT_BINARY_DIR}/emulated/${program})
-  file(GENERATE OUTPUT ${script} CONTENT "#!/bin/sh\nexec ${emulator} $<TARGET_FILE:${program}> \"$@\"\n"
+  file(GENERATE OUTPUT ${script} CONTENT "#!/bin/sh\nexec ${emulator} -0 \"$0\" $<TARGET_FILE:${program}> \"$@\"\n"
        FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
   set(${variable} ${script} PARENT_SCOPE)
 endfunction()
