@@ -5,7 +5,7 @@ if(TARGET edgefold_program AND CLI11_FOUND AND fmt_FOUND)
   add_library(edgefile STATIC ${edgefile_sources})
   target_include_directories(edgefile PUBLIC producers)
   target_compile_definitions(edgefile PRIVATE EDGEFOLD_VERSION="${PROJECT_VERSION}")
-  target_link_libraries(edgefile PUBLIC edgefold_program CLI11::CLI11 fmt::fmt)
+  target_link_libraries(edgefile PUBLIC edgefold_program CLI11::CLI11 fmt::fmt PRIVATE hotpath_names)
 
   file(GLOB callgrind_sources CONFIGURE_DEPENDS producers/callgrind/*.cpp)
   list(FILTER callgrind_sources EXCLUDE REGEX "/main\\.cpp$")

@@ -38,9 +38,10 @@ Branches read(std::string text) {
         branch.is_astray = is_astray(branch.source);
         branch.reach = reach(branch.destination);
     });
+    perf::ForeignNames names;
     if (text.empty()) text = "\n";  // no stream of memory is empty
     std::FILE* const file = fmemopen(text.data(), text.size(), "r");
-    perf::read_recording(file, spaces, counts);
+    perf::read_recording(file, spaces, names, counts);
     std::fclose(file);
     Branches result;
     for (const perf::CountedBranch& branch : counts.branches())

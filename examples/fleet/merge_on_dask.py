@@ -5,7 +5,7 @@
 
 Paths or URLs, one a line, of anything that fsspec opens on the workers (https://, s3://, sftp://, ...). GROUP (50) of them
 are merged at a time, then the results, which Dask moves between workers as bytes: there need be no common directory.
-edgefold and merge-group must be in the PATH of the workers and of the caller, who does the last step.
+edgefold, check_edges and merge-group must be in the PATH of the workers and of the caller, who does the last step.
 """
 
 import os

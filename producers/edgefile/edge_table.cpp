@@ -9,6 +9,8 @@
 #include <iterator>
 #include <tuple>
 
+#include "hotpath/names/name_normaliser.h"
+
 namespace edgefile {
 
 namespace {
@@ -46,6 +48,11 @@ std::string unknown_position(std::string_view name) {
     return position_fields(unknown_name, -1, 0, 0, 0, name);
 }
 
+// How a row that leaves a function names the one reached.
+std::string name_for(std::string_view own_name, const std::string& name) {
+    return name == own_name ? other_spelling(name) : name;
+}
+
 }  // namespace
 
 std::string_view text_of(Word word) { return words[static_cast<std::size_t>(word)]; }
@@ -77,6 +84,15 @@ std::string field(std::string_view text) {
     return made;
 }
 
+// A second dot behind the first one goes with it.
+std::string other_spelling(std::string_view name) {
+    std::string other(name);
+    other.insert(std::min(other.find('.'), other.size()), 1, '.');
+    hotpath::NameNormaliser normaliser;
+    const std::string wanted = normaliser.normalise(std::string(name).c_str());
+    return normaliser.normalise(other.c_str()) == wanted ? other : "";
+}
+
 std::vector<std::uint64_t> exact_parts(std::uint64_t count) {
     std::vector<std::uint64_t> parts;
     while (count != 0) {
@@ -105,23 +121,22 @@ std::string EdgeTable::below_root(std::string_view path) const {
     return normal.starts_with(options_.root) ? normal.substr(options_.root.size()) : normal;
 }
 
-std::string EdgeTable::end_fields(Place place, bool& has_line) {
+std::string EdgeTable::end_fields(Place place, std::string_view name, bool& has_line) {
     const SourceLine line = lines_.at(place);
     has_line = line.line != 0;
     const std::string file = line.file.empty() ? std::string(unknown_name) : below_root(line.file);
     return position_fields(file, has_line ? static_cast<long long>(line.line) : -1, line.offset,
-                           line.column, line.discriminator,
-                           code_.programs().function_at(place)->name);
+                           line.column, line.discriminator, name);
 }
 
 const EdgeTable::End& EdgeTable::end_of(Place place) {
     const auto [entry, is_new] = ends_.try_emplace(place);
-    if (is_new) entry->second.fields = end_fields(place, entry->second.has_line);
+    if (is_new)
+        entry->second.fields =
+            end_fields(place, code_.programs().function_at(place)->name, entry->second.has_line);
     return entry->second;
 }
 
-// Another function of the name of the source's goes as unknown: an edge file can't tell the two
-// apart.
 EdgeTable::End EdgeTable::destination_of(const Transfer& transfer) {
     const Programs& programs = code_.programs();
     const std::string_view own_name = programs.function_at(transfer.source)->name;
@@ -130,10 +145,9 @@ EdgeTable::End EdgeTable::destination_of(const Transfer& transfer) {
         const ForeignFunction* reached = foreign_function(transfer.destination);
         const std::uint64_t address =
             foreign_addresses + (reached == nullptr ? 0 : reached->address);
-        const bool named =
-            reached != nullptr && !reached->name.empty() && reached->name != own_name;
+        const std::string name = reached == nullptr ? "" : name_for(own_name, reached->name);
         return {fmt::format("{0:#x},{0:#x},{1}", address,
-                            unknown_position(named ? reached->name : unknown_name)),
+                            unknown_position(name.empty() ? unknown_name : name)),
                 false};
     }
     const Place last = code_.block_end(transfer.destination);
@@ -142,9 +156,15 @@ EdgeTable::End EdgeTable::destination_of(const Transfer& transfer) {
                     programs.written_address(last));
     const bool namesake = function->name == own_name &&
                           !code_.is_in_one_function(transfer.source, transfer.destination);
-    if (namesake) return {addresses + unknown_position(unknown_name), false};
+    if (namesake) return {addresses + namesake_fields(last), false};
     const End& end = end_of(last);
     return {addresses + end.fields, end.has_line};
+}
+
+std::string EdgeTable::namesake_fields(Place place) {
+    const std::string name = other_spelling(code_.programs().function_at(place)->name);
+    bool has_line = false;
+    return name.empty() ? unknown_position(unknown_name) : end_fields(place, name, has_line);
 }
 
 const ForeignFunction* EdgeTable::foreign_function(Place place) const {

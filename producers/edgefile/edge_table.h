@@ -68,7 +68,8 @@ private:
     };
 
     const End& end_of(Place place);
-    std::string end_fields(Place place, bool& has_line);
+    std::string end_fields(Place place, std::string_view name, bool& has_line);
+    std::string namesake_fields(Place place);
     End destination_of(const Transfer& transfer);
     const ForeignFunction* foreign_function(Place place) const;
     bool is_entry(Place source) const;
@@ -85,6 +86,11 @@ private:
 
 // The text as a field: in brackets if it holds the separator. What no field can hold is replaced.
 std::string field(std::string_view text);
+
+// Another text that the merge tool takes for the same function's name; empty if there is none. In a
+// row whose two names are the same text it sees an edge inside of one function, so a call of
+// another function of the caller's name (two static ones) has to spell it otherwise.
+std::string other_spelling(std::string_view name);
 
 // The parts that a count is written in: each of them a 32-bit float holds exactly, their sum is the
 // count.

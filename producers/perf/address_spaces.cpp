@@ -19,29 +19,58 @@ std::string real_path(const std::string& path) {
 
 }  // namespace
 
-Place AddressSpace::find(std::uint64_t address) {
+const AddressSpace::Range* AddressSpace::range_at(const Ranges& ranges, std::uint64_t address) {
     const auto behind =
-        std::upper_bound(ranges_.begin(), ranges_.end(), address,
+        std::upper_bound(ranges.begin(), ranges.end(), address,
                          [](std::uint64_t a, const Range& range) { return a < range.start; });
-    if (behind == ranges_.begin()) return edgefile::foreign;
-    const Range& range = behind[-1];
-    if (address - range.start >= range.size) return edgefile::foreign;
-    last_ = range;
-    return address + range.shift;
+    if (behind == ranges.begin() || address - behind[-1].start >= behind[-1].size) return nullptr;
+    return &behind[-1];
+}
+
+Place AddressSpace::find(std::uint64_t address) {
+    const Range* const range = range_at(ranges_, address);
+    if (range == nullptr) return edgefile::foreign;
+    last_ = *range;
+    return address + range->shift;
+}
+
+std::optional<FilePlace> AddressSpace::other_place(std::uint64_t address) const {
+    const Range* const range = range_at(others_, address);
+    if (range == nullptr) return std::nullopt;
+    return FilePlace{range->file, address + range->shift};
+}
+
+AddressSpace::Ranges AddressSpace::without(const Ranges& ranges, std::uint64_t address,
+                                           std::uint64_t size) {
+    const std::uint64_t end = address + std::min(size, ~address);
+    Ranges left;
+    for (const Range& range : ranges) {
+        const std::uint64_t range_end = range.start + range.size;
+        Range part = range;
+        part.size = std::min(range_end, address) - range.start;
+        if (range.start < address) left.push_back(part);
+        part.start = std::max(range.start, end);
+        part.size = range_end - part.start;
+        if (part.start < range_end) left.push_back(part);
+    }
+    return left;
+}
+
+void AddressSpace::sort(Ranges& ranges) {
+    std::sort(ranges.begin(), ranges.end(),
+              [](const Range& a, const Range& b) { return a.start < b.start; });
 }
 
 void AddressSpace::unmap(std::uint64_t address, std::uint64_t size) {
-    const std::uint64_t end = address + std::min(size, ~address);
-    std::vector<Range> left;
-    for (const Range& range : ranges_) {
-        const std::uint64_t range_end = range.start + range.size;
-        if (range.start < address)
-            left.push_back({range.start, std::min(range_end, address) - range.start, range.shift});
-        const std::uint64_t start = std::max(range.start, end);
-        if (start < range_end) left.push_back({start, range_end - start, range.shift});
-    }
-    ranges_ = std::move(left);
+    ranges_ = without(ranges_, address, size);
+    others_ = without(others_, address, size);
     last_ = {};
+}
+
+void AddressSpace::map_other(std::uint32_t file, const Mapping& mapping) {
+    const std::uint64_t size = std::min(mapping.size, ~mapping.address);
+    others_.push_back({mapping.address, size, mapping.offset - mapping.address, file});
+    sort(others_);
 }
 
 void AddressSpace::map(std::uint32_t object, const Image& image, const Mapping& mapping) {
@@ -55,8 +84,7 @@ void AddressSpace::map(std::uint32_t object, const Image& image, const Mapping& 
         const Place place = edgefile::place_of(object, segment.address + (from - segment.offset));
         ranges_.push_back({start, to - from, place - start});
     }
-    std::sort(ranges_.begin(), ranges_.end(),
-              [](const Range& a, const Range& b) { return a.start < b.start; });
+    sort(ranges_);
 }
 
 AddressSpaces::AddressSpaces(std::vector<Image> images)
@@ -79,13 +107,26 @@ void AddressSpaces::map(const Mapping& mapping) {
     space.unmap(mapping.address, mapping.size);
     const std::uint32_t object = object_of(mapping);
     if (object == none) {
-        if (others_.size() < most_others && mapping.path.starts_with('/'))
-            others_.emplace(mapping.path);
+        map_other(space, mapping);
         return;
     }
     space.map(object, images_[object], mapping);
     mapped_[object] = true;
     if (first_ == nullptr && object == 0) first_ = &space;
+}
+
+void AddressSpaces::map_other(AddressSpace& space, const Mapping& mapping) {
+    if (!mapping.path.starts_with('/')) return;
+    if (others_.size() < most_others) others_.emplace(mapping.path);
+    std::string key(mapping.path);
+    key.append(1, '\0').append(mapping.build_id).append(1, '\0');
+    key += std::to_string(mapping.inode);
+    const auto next = static_cast<std::uint32_t>(other_files_.size());
+    const auto [known, is_new] = other_numbers_.emplace(std::move(key), next);
+    if (is_new)
+        other_files_.push_back(
+            {std::string(mapping.path), std::string(mapping.build_id), mapping.inode});
+    space.map_other(known->second, mapping);
 }
 
 void AddressSpaces::fork(const Fork& fork) {

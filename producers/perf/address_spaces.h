@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <span>
 #include <string>
@@ -30,6 +31,18 @@ struct Image {
     std::vector<Segment> segments;
 };
 
+// A file that isn't converted, as events tell of it.
+struct OtherFile {
+    std::string path;
+    std::string build_id;     // empty if unknown
+    std::uint64_t inode = 0;  // 0: unknown
+};
+
+struct FilePlace {
+    std::uint32_t file = 0;  // number of an OtherFile
+    std::uint64_t offset = 0;
+};
+
 // The mappings of one process.
 class AddressSpace {
 public:
@@ -39,21 +52,31 @@ public:
         return find(address);
     }
 
+    // Where the address lies in a file that isn't converted; nothing for any other address.
+    std::optional<FilePlace> other_place(std::uint64_t address) const;
+
     // What lay there before is there no longer.
     void unmap(std::uint64_t address, std::uint64_t size);
     void map(std::uint32_t object, const Image& image, const Mapping& mapping);
+    void map_other(std::uint32_t file, const Mapping& mapping);
 
 private:
     struct Range {
         std::uint64_t start = 0;
         std::uint64_t size = 0;
-        std::uint64_t shift = 0;  // from address to place
+        std::uint64_t shift = 0;  // from address to place, in other files to the offset
+        std::uint32_t file = 0;   // of other files
     };
+    using Ranges = std::vector<Range>;  // in order, without overlaps
 
+    static const Range* range_at(const Ranges& ranges, std::uint64_t address);
+    static Ranges without(const Ranges& ranges, std::uint64_t address, std::uint64_t size);
+    static void sort(Ranges& ranges);
     Place find(std::uint64_t address);
 
-    std::vector<Range> ranges_;  // in order, without overlaps
-    Range last_;                 // the last one found
+    Ranges ranges_;
+    Ranges others_;
+    Range last_;  // of `ranges_`, the last one found
 };
 
 // All processes of one recording.
@@ -78,11 +101,13 @@ public:
     const std::string& other_build(std::uint32_t object) const { return other_builds_[object]; }
     // Names of some of the other files.
     const std::set<std::string>& others() const { return others_; }
+    const OtherFile& other_file(std::uint32_t number) const { return other_files_[number]; }
 
 private:
     static constexpr std::uint32_t none = 0xFFFFFFFF;
 
     std::uint32_t object_of(const Mapping& mapping);
+    void map_other(AddressSpace& space, const Mapping& mapping);
     std::uint32_t named(std::string_view path) const;
 
     std::vector<Image> images_;
@@ -90,6 +115,8 @@ private:
     std::vector<bool> mapped_;
     std::vector<std::string> other_builds_;
     std::set<std::string> others_;
+    std::vector<OtherFile> other_files_;
+    std::unordered_map<std::string, std::uint32_t> other_numbers_;  // by all that events tell
     std::unordered_map<std::string, std::uint32_t> objects_;  // by path and build-id of a mapping
     std::unordered_map<std::int64_t, AddressSpace> processes_;
     std::unordered_map<std::int64_t, std::int64_t> threads_;  // to their processes

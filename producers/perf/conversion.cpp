@@ -131,27 +131,71 @@ bool is_of_build(const program::Program& program, const std::string& other_build
     return true;
 }
 
-bool is_of_program(const Options& options, const AddressSpaces& spaces,
-                   const BranchCounts& counts) {
+bool is_of_program(const std::string& stacks, const std::string& program,
+                   const AddressSpaces& spaces, const BranchCounts& counts) {
     if (!counts.branches().empty()) return true;
-    const std::string& program = options.common.program;
     if (!spaces.has_mappings())
         return fail(fmt::format("no branch of {} lies in {}: print it with --show-mmap-events",
-                                options.stacks, program));
+                                stacks, program));
     if (spaces.has_mapped(0) || spaces.others().empty())
-        return fail(fmt::format("no branch of {} lies in {}", options.stacks, program));
+        return fail(fmt::format("no branch of {} lies in {}", stacks, program));
     return fail(fmt::format("the recording is not of {}, but of {}", program,
                             fmt::join(spaces.others(), ", ")));
 }
 
-bool fits(const Options& options, const edgefile::Programs& programs, const AddressSpaces& spaces,
-          const BranchCounts& counts) {
+bool fits(const std::string& stacks, const edgefile::Programs& programs,
+          const AddressSpaces& spaces, const BranchCounts& counts) {
     const std::vector<FileHits> hits = hits_of(counts, programs.size());
     for (std::uint32_t i = 0; i < programs.size(); ++i)
         if (!is_of_build(programs[i], spaces.other_build(i), hits[i])) return false;
-    if (!is_of_program(options, spaces, counts)) return false;
+    if (!is_of_program(stacks, programs[0].path(), spaces, counts)) return false;
     for (std::uint32_t i = 0; i < programs.size(); ++i)
         if (hits[i].all == 0) warn("the recording has no branch in " + programs[i].path());
+    return true;
+}
+
+// One recording, and what it says of the programs.
+class Stacks {
+public:
+    Stacks(std::string path, const edgefile::Code& code)
+        : path_(std::move(path)),
+          programs_(code.programs()),
+          spaces_(images_of(programs_)),
+          counts_([&code](CountedBranch& branch) { look_at(branch, code); }) {}
+
+    // False behind a message if the recording can't be used.
+    bool read();
+
+    const RecordingSize& size() const { return size_; }
+    const ForeignNames& names() const { return names_; }
+    const BranchCounts& counts() const { return counts_; }
+
+private:
+    std::string path_;
+    const edgefile::Programs& programs_;
+    AddressSpaces spaces_;
+    ForeignNames names_;
+    BranchCounts counts_;
+    RecordingSize size_;
+};
+
+bool Stacks::read() {
+    const File file = open_stacks(path_);
+    if (!file) return fail(path_ + ": " + std::strerror(errno));
+    size_ = read_recording(file.get(), spaces_, names_, counts_);
+    if (!has_stacks(size_, path_) || !fits(path_, programs_, spaces_, counts_)) return false;
+    if (size_.damaged != 0)
+        warn(fmt::format("{}: {} entries or events can't be read", path_, size_.damaged));
+    return true;
+}
+
+// Branches of other recordings, which make more blocks and no counts.
+bool cut_like(const Options& options, edgefile::Code& code) {
+    for (const std::string& path : options.cut_like) {
+        Stacks stacks(path, code);
+        if (!stacks.read()) return false;
+        cut_where_branches_lead(stacks.counts().branches(), code);
+    }
     return true;
 }
 
@@ -168,20 +212,16 @@ double share_outside(const RecordingSize& size, const BranchCounts& counts) {
 bool convert(const Options& options) {
     edgefile::Programs programs;
     if (!open_programs(options, programs) || !have_debug_information(programs)) return false;
-    const File stacks = open_stacks(options.stacks);
-    if (!stacks) return fail(options.stacks + ": " + std::strerror(errno));
     edgefile::Code code(programs);
-    AddressSpaces spaces(images_of(programs));
-    BranchCounts counts([&](CountedBranch& branch) { look_at(branch, code); });
-    const RecordingSize size = read_recording(stacks.get(), spaces, counts);
-    if (!has_stacks(size, options.stacks) || !fits(options, programs, spaces, counts)) return false;
-    if (size.damaged != 0)
-        warn(fmt::format("{}: {} entries or events can't be read", options.stacks, size.damaged));
-    edgefile::EdgeTable table(code, {}, options.common.table);
-    const std::vector<edgefile::Transfer> transfers = make_transfers(counts.branches(), code);
-    const edgefile::Summary summary = table.write(transfers, stdout);
+    Stacks stacks(options.stacks, code);
+    if (!stacks.read()) return false;
+    cut_where_branches_lead(stacks.counts().branches(), code);
+    if (!cut_like(options, code)) return false;
+    edgefile::EdgeTable table(code, stacks.names().functions(), options.common.table);
+    const edgefile::Summary summary =
+        table.write(make_transfers(stacks.counts().branches(), code), stdout);
     if (!edgefile::flush_output(command)) return false;
-    edgefile::say_summary(command, summary, share_outside(size, counts));
+    edgefile::say_summary(command, summary, share_outside(stacks.size(), stacks.counts()));
     return true;
 }
 

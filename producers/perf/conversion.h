@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "edgefile/command_line.h"
 
@@ -13,7 +14,8 @@ inline constexpr const char* command = "perf2edges";
 
 struct Options {
     edgefile::CommonOptions common;
-    std::string stacks;  // "-" is standard input
+    std::string stacks;                 // "-" is standard input
+    std::vector<std::string> cut_like;  // further recordings, whose branches cut blocks
 };
 
 // Writes the edge file to standard output, and a summary behind it, with warnings, to standard

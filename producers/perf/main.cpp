@@ -16,7 +16,8 @@ constexpr const char* description =
     perf2edges program program.txt > program.csv
 
 Each branch in a stack is one hit, and so is each way straight on between two of them. Code outside
-of the program and the libraries given has no rows.)";
+of the program and the libraries given has no rows; calls of it go by the name that the file has
+which the recording says lay there.)";
 
 constexpr const char* footer =
     R"(Event and rate: any event of the processor will do (cycles, or branches taken where it has them),
@@ -30,6 +31,10 @@ that the event isn't supported. callgrind2edges makes edge files on any machine.
 Whole systems and running processes (-a, --pid): the recording names the process of each stack
 (-F pid,...), and processes that run other programs are left out. The code of libraries has rows
 where they are given by --library.
+
+Names of functions in other files: they are read from these files, by the paths that the recording
+has. A file that isn't there, or isn't the same one (by its build-id, else by its inode), gives no
+names, and calls into it are calls of "NA". Then give it by --library.
 
 One conversion for each recording: an edge file counts as one run. Convert one recording at a time,
 and give the edge files together to edgefold.
@@ -49,6 +54,12 @@ int main(int argc, char** argv) {
     app.add_option("STACKS", options.stacks, "What perf script printed; - is standard input")
         ->required()
         ->type_name("");
+    app.add_option("--cut-like", options.cut_like,
+                   "Cut blocks where branches of this recording lead to, too, which isn't counted: "
+                   "give all recordings of a program the same list, so that their edges match")
+        ->type_name("STACKS")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     if (const auto status = edgefile::parse(app, argc, argv)) return *status;
     return perf::convert(options) ? EXIT_SUCCESS : EXIT_FAILURE;
 }

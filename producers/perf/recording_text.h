@@ -7,6 +7,7 @@
 
 #include "perf/address_spaces.h"
 #include "perf/branch_counts.h"
+#include "perf/foreign_names.h"
 
 namespace perf {
 
@@ -18,7 +19,8 @@ struct RecordingSize {
     bool read_error = false;
 };
 
-// Reads to the stream's end.
-RecordingSize read_recording(std::FILE* text, AddressSpaces& spaces, BranchCounts& counts);
+// Reads to the stream's end. `names` says where branches into other files lead to.
+RecordingSize read_recording(std::FILE* text, AddressSpaces& spaces, ForeignNames& names,
+                             BranchCounts& counts);
 
 }  // namespace perf

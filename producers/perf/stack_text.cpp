@@ -115,6 +115,16 @@ Entry take_entry(Cursor& cursor, Branch& branch) {
     return marked ? Entry::damaged : Entry::none;
 }
 
+// Of " MAJOR:MINOR INODE GENERATION"; 0 in any other text.
+std::uint64_t read_inode(std::string_view identity) {
+    Cursor cursor(identity);
+    cursor.skip_spaces();
+    std::int64_t inode = 0;
+    if (cursor.take_word().find(':') == std::string_view::npos) return 0;
+    cursor.skip_spaces();
+    return cursor.take_number(inode) && inode > 0 ? static_cast<std::uint64_t>(inode) : 0;
+}
+
 bool read_mapping(std::string_view text, Mapping& mapping) {
     Cursor cursor(text);
     std::int64_t thread = 0;
@@ -131,6 +141,7 @@ bool read_mapping(std::string_view text, Mapping& mapping) {
     mapping.build_id = open < close && close != std::string_view::npos
                            ? identity->substr(open + 1, close - open - 1)
                            : std::string_view();
+    mapping.inode = read_inode(*identity);
     cursor.take_word();  // what the process may do with it
     cursor.skip_spaces();
     mapping.path = cursor.rest();

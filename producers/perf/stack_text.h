@@ -23,6 +23,7 @@ struct Mapping {
     std::uint64_t address = 0;
     std::uint64_t size = 0;
     std::uint64_t offset = 0;   // in the file
+    std::uint64_t inode = 0;    // of the file; 0 if the line has none
     std::string_view build_id;  // lower-case hexadecimal digits; empty if the line has none
     std::string_view path;
 };

@@ -77,18 +77,21 @@ public:
     LinkageStubs(std::span<const CountedBranch> branches, const Code& code) : code_(code) {
         for (const CountedBranch& branch : branches)
             if (!branch.is_astray && code.kind(branch.source) == Kind::indirect_jump &&
-                !is_in_function(branch.source, code))
+                !is_in_function(branch.source, code) && !is_stub(branch.destination))
                 note(branch);
     }
 
     // What a branch to this place comes to in the end.
     Place behind(Place place) const {
-        if (!code_.is_instruction(place) || is_in_function(place, code_)) return place;
+        if (!is_stub(place)) return place;
         const auto jump = jumps_.find(code_.block_end(place));
         return jump == jumps_.end() ? place : jump->second.destination;
     }
 
 private:
+    bool is_stub(Place place) const {
+        return code_.is_instruction(place) && !is_in_function(place, code_);
+    }
     // The first jump may lead to the dynamic linker: the most frequent one counts.
     void note(const CountedBranch& branch) {
         CountedBranch& known = jumps_[branch.source];
@@ -187,7 +190,7 @@ void look_at(CountedBranch& branch, const Code& code) {
         branch.reach = reach_of(branch.destination, code);
 }
 
-std::vector<Transfer> make_transfers(std::span<const CountedBranch> branches, Code& code) {
+void cut_where_branches_lead(std::span<const CountedBranch> branches, Code& code) {
     std::vector<Place> leaders;
     for (const CountedBranch& branch : branches) {
         // Foreign code comes back to where it broke in: no block begins there.
@@ -195,6 +198,9 @@ std::vector<Transfer> make_transfers(std::span<const CountedBranch> branches, Co
             leaders.push_back(branch.destination);
     }
     code.cut(leaders);
+}
+
+std::vector<Transfer> make_transfers(std::span<const CountedBranch> branches, const Code& code) {
     const LinkageStubs stubs(branches, code);
     TransferMaker maker(code, stubs);
     for (const CountedBranch& branch : branches)

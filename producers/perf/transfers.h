@@ -16,9 +16,12 @@ namespace perf {
 // destination.
 void look_at(CountedBranch& branch, const edgefile::Code& code);
 
-// Cuts the code into blocks where the branches lead to, and gives their transfers in order of
-// source and destination, each once. Branches that are astray give none.
+// Cuts the code into blocks where the branches lead to. Those that are astray cut nothing.
+void cut_where_branches_lead(std::span<const CountedBranch> branches, edgefile::Code& code);
+
+// The transfers of the branches, in order of source and destination, each once. The code is cut at
+// them already. Branches that are astray give none.
 std::vector<edgefile::Transfer> make_transfers(std::span<const CountedBranch> branches,
-                                               edgefile::Code& code);
+                                               const edgefile::Code& code);
 
 }  // namespace perf

@@ -246,6 +246,31 @@ class CallgrindToEdges(unittest.TestCase):
             ("turn", "Uncond", "site", 1),
         ])
 
+    def calls_of_namesakes(self, name):
+        """(calls by file and name, executions by file and name) where a static function calls one of the same name"""
+        place = pathlib.Path(tempfile.mkdtemp(dir=self.place))
+        helper = 'static int helper(int n) __asm__("%s");\n__attribute__((noinline)) static int helper(int n)' % name
+        (place / "a.c").write_text("extern int (*other)(int);\n%s { return other(n) + 1; }\n"
+                                   "int main(void) { int sum = 0; for (int i = 0; i < 5; ++i) sum += helper(i);\n"
+                                   "    return sum == 0; }\n" % helper)
+        (place / "b.c").write_text("%s { return n * 3; }\nint (*other)(int) = helper;\n" % helper)
+        output_of("gcc", "-g", "-O1", "a.c", "b.c", "-o", "program", place=place)
+        output_of(*RECORD, "--callgrind-out-file=recording", "./program", place=place)
+        (place / "run.csv").write_text(output_of(TOOL, "--root", place, "program", "recording", place=place))
+        output_of(EDGEFOLD, "-nologo", "-quiet", "-file", "run.csv", "-out", "run.db", place=place)
+        with sqlite3.connect(place / "run.db") as database:
+            functions = "sf_functions f JOIN sf_filenames n ON n.sf_id = f.sf_file_id"
+            calls = database.execute("SELECT sf_filename, sf_func_name, sf_to_func_name, c.sf_exec_count FROM %s "
+                                     "JOIN sf_calls c ON f.sf_id = sf_from_func_id WHERE sf_filename = 'A.C'" % functions)
+            entries = database.execute("SELECT sf_filename, f.sf_exec_count FROM %s WHERE sf_func_name <> 'main' "
+                                       "AND sf_filename IN ('A.C', 'B.C') ORDER BY 1" % functions)
+            return set(calls.fetchall()), entries.fetchall()
+
+    def test_call_of_a_function_of_the_callers_name_counts_for_the_other_one(self):
+        for name, stored in (("helper", "helper"), ("helper.isra.0", "helperisra.0"), ("helper.12", "helper")):
+            self.assertEqual(self.calls_of_namesakes(name), (
+                {("A.C", "main", stored, 5), ("A.C", stored, stored, 5)}, [("A.C", 5), ("B.C", 5)]))
+
     def test_several_recordings_are_one_run(self):
         build = self.builds["-O2"]
         twice = rows_of(output_of(TOOL, "--root", HERE, build.program, build.recording, build.recording))

@@ -228,6 +228,43 @@ class PerfToEdges(unittest.TestCase):
                           for row in rows],
                          [("FallThrough", "main", "main"), ("Call", "main", "work"), ("Ret", "work", "main")])
 
+    def names_of_calls_into_the_library(self, places, identity):
+        """The names that calls from main get, of these places in the library, which isn't given."""
+        base = 0x7f0000000000
+        text = self.mapping(77, 0x400000, program="-no-pie") + self.mapping(77, base).replace("fe:00 110 904", identity)
+        for place in places:
+            text += "   77  " + self.stack(("call_work", "0x%x" % (base + place))) + "\n"
+        return sorted(row["DestinationFunctionMangled"] for row in self.convert(text))
+
+    def test_calls_of_a_file_that_isnt_given_go_by_the_names_that_the_file_has(self):
+        library, places = self.builds["-pie"]
+        inode = "fe:00 %d 904" % library.stat().st_ino
+        self.assertEqual(self.names_of_calls_into_the_library([places["work"]] * 2, inode), ["work"])
+        self.assertEqual(self.names_of_calls_into_the_library([places["main"]], inode), ["main."])  # not the caller
+        self.assertEqual(self.names_of_calls_into_the_library([places["loop"]], inode), ["NA"])  # no function
+        notes = output_of("readelf", "-n", library)
+        build_id = re.search(r"Build ID: (\w+)", notes)[1]
+        self.assertEqual(self.names_of_calls_into_the_library([places["work"]], "<%s>" % build_id), ["work"])
+
+    def test_calls_of_a_file_that_may_be_another_one_have_no_name(self):
+        work = self.builds["-pie"][1]["work"]
+        inode = self.builds["-pie"][0].stat().st_ino
+        for identity in ("<0123abcd>", "fe:00 %d 904" % (inode + 1), ""):
+            self.assertEqual(self.names_of_calls_into_the_library([work], identity), ["NA"])
+
+    def test_blocks_are_cut_where_branches_of_another_recording_lead(self):
+        program, source = self.place / "table", self.place / "table.s"
+        source.write_text("  .globl main\n .type main, @function\nmain:\n jmp *%rax\none:\n nop\ntwo:\n ret\n"
+                          "  .size main, . - main\n .section .note.GNU-stack, \"\", @progbits\n")
+        output_of(COMPILER, "-g", "-no-pie", source, "-o", program)
+        places = symbols(program)
+        for name in ("one", "two"):
+            (self.place / name).write_text("77 0x%x/0x%x/P/-/-/1\n" % (places["main"], places[name]))
+        for options, end in (((), "two"), (("--cut-like", self.place / "two"), "one")):
+            rows = rows_of(output_of(TOOL, *options, program, self.place / "one"))
+            self.assertEqual([(row["DestinationEndOfBlockAddress"], row["HitCount"]) for row in rows],
+                             [("0x%x" % places[end], 1)])
+
     def test_interrupted_way_counts_up_to_the_block_and_on_from_it(self):
         names = self.builds["-no-pie"][1]
         kernel = "0xffffffff81000000"

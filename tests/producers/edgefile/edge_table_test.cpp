@@ -47,6 +47,16 @@ TEST(ExactParts, of_a_larger_count_add_up_to_it) {
     }
 }
 
+TEST(OtherSpelling, has_a_second_dot_where_the_first_one_is_or_one_at_the_end) {
+    EXPECT_EQ(other_spelling("helper"), "helper.");
+    EXPECT_EQ(other_spelling("helper.isra.0"), "helper..isra.0");
+    EXPECT_EQ(other_spelling("helper.12"), "helper..12");
+}
+
+TEST(OtherSpelling, is_empty_if_the_second_dot_would_stay) {
+    EXPECT_EQ(other_spelling("helper.a.12"), "");
+}
+
 TEST(Place, keeps_program_and_address_apart) {
     const Place place = place_of(3, 0xFFFFFFFFFFFF);
     EXPECT_EQ(program_of(place), 3U);

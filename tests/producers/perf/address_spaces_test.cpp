@@ -15,7 +15,7 @@ std::vector<Image> images() {
 
 perf::Mapping mapping(std::int64_t process, std::uint64_t address, std::string_view path,
                       std::uint64_t offset = 0x1000, std::string_view build_id = "") {
-    return {process, address, 0x1000, offset, build_id, path};
+    return {process, address, 0x1000, offset, 0, build_id, path};
 }
 
 class AddressSpacesTest : public testing::Test {
@@ -48,6 +48,33 @@ TEST_F(AddressSpacesTest, mapping_that_begins_before_the_segment_holds_it_furthe
     spaces_.map(mapping(77, 0x700000, "/tmp/steps", 0xf00));
     EXPECT_EQ(place(77, 0x700100), place_of(0, 0x1000));
     EXPECT_EQ(place(77, 0x7000ff), foreign);
+}
+
+TEST_F(AddressSpacesTest,
+       address_in_another_file_leads_to_its_offset_until_something_else_lies_there) {
+    spaces_.map({77, 0x700000, 0x3000, 0x2000, 42, "cc", "/lib/other.so"});
+    spaces_.map(mapping(77, 0x701000, "/tmp/steps"));
+    perf::AddressSpace& space = spaces_.find(std::vector<std::int64_t>{77});
+    EXPECT_FALSE(space.other_place(0x6fffff));
+    EXPECT_EQ(space.other_place(0x700fff).value().offset, 0x2fffU);
+    EXPECT_FALSE(space.other_place(0x701000));
+    EXPECT_EQ(space.other_place(0x702000).value().offset, 0x4000U);
+    EXPECT_FALSE(space.other_place(0x703000));
+    const perf::OtherFile& file = spaces_.other_file(space.other_place(0x702000).value().file);
+    EXPECT_EQ(file.path, "/lib/other.so");
+    EXPECT_EQ(file.build_id, "cc");
+    EXPECT_EQ(file.inode, 42U);
+}
+
+TEST_F(AddressSpacesTest, files_of_one_name_and_several_builds_are_told_apart) {
+    spaces_.map({77, 0x700000, 0x1000, 0, 42, "", "/lib/other.so"});
+    spaces_.map({78, 0x700000, 0x1000, 0, 43, "", "/lib/other.so"});
+    spaces_.map({79, 0x700000, 0x1000, 0, 42, "", "/lib/other.so"});
+    const auto file = [&](std::int64_t process) {
+        return spaces_.find(std::vector{process}).other_place(0x700000).value().file;
+    };
+    EXPECT_NE(file(77), file(78));
+    EXPECT_EQ(file(77), file(79));
 }
 
 TEST_F(AddressSpacesTest, each_process_has_its_own_addresses) {

@@ -12,7 +12,7 @@ class RecordingTest : public testing::Test {
 protected:
     void read(std::string text) {
         std::FILE* const file = fmemopen(text.data(), text.size(), "r");
-        size_ = perf::read_recording(file, spaces_, counts_);
+        size_ = perf::read_recording(file, spaces_, names_, counts_);
         std::fclose(file);
     }
     std::uint64_t count(std::uint64_t source, std::uint64_t destination) {
@@ -24,6 +24,7 @@ protected:
     }
 
     perf::AddressSpaces spaces_{{{"/tmp/steps", "", {{0x1000, 0x1000, 0x1000}}}}};
+    perf::ForeignNames names_;
     perf::BranchCounts counts_{
         [](perf::CountedBranch& branch) { branch.reach = branch.destination | 0xFF; }};
     perf::RecordingSize size_;

@@ -101,12 +101,16 @@ TEST_F(StackTextTest, mapping_tells_process_place_and_file) {
     EXPECT_EQ(said.mapping.offset, 0x1000U);
     EXPECT_EQ(said.mapping.path, "/tmp/my steps");
     EXPECT_EQ(said.mapping.build_id, "");
+    EXPECT_EQ(said.mapping.inode, 110U);
 }
 
 TEST_F(StackTextTest, mapping_may_hold_the_build_id) {
     EXPECT_EQ(read("PERF_RECORD_MMAP2 77/77: [0x1000(0x1000) @ 0 <8b3d0f>]: r-xp /tmp/steps")
                   .mapping.build_id,
               "8b3d0f");
+    EXPECT_EQ(read("PERF_RECORD_MMAP2 77/77: [0x1000(0x1000) @ 0 <8b 3d>]: r-xp /tmp/steps")
+                  .mapping.inode,
+              0U);
 }
 
 TEST_F(StackTextTest, mapping_of_the_older_form_and_of_the_kernel_is_understood) {
