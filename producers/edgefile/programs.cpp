@@ -1,5 +1,7 @@
 #include "edgefile/programs.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <filesystem>
 
@@ -70,6 +72,13 @@ bool Programs::open_one(const std::string& path, const std::string& debug_file,
     const program::Address end = opened->code().back().range().end;
     if (end >= program::Address{1} << address_bits) {
         problem = path + ": has addresses of more than 48 bits";
+        return false;
+    }
+    if (!opened->missing_debug_part().empty()) {
+        problem = fmt::format(
+            "{}: its debug information is incomplete: {} isn't there, or not of "
+            "this build (packed .dwp files aren't read)",
+            path, opened->missing_debug_part());
         return false;
     }
     if (opened->functions().empty()) {

@@ -120,6 +120,11 @@ bool export_llvm_of_program(const Profile& profile, const std::string& path, Out
         print_error(path, "has no debug information");
         return false;
     }
+    if (!program->missing_debug_part().empty()) {
+        print_error(path, "lacks the part of its debug information that is in " +
+                              std::string(program->missing_debug_part()));
+        return false;
+    }
     if (!Match(*program, profile).holds()) return false;
     SampleTree tree(*program);
     for_each_counted_function(*program, profile,

@@ -69,6 +69,9 @@ public:
     const std::string& build_id() const { return file_->build_id(); }
     bool is_64_bit() const { return file_->is_64_bit(); }
     bool has_debug_information() const { return dwarf_ != nullptr; }
+    // A file with a part of the debug information (-gsplit-dwarf) that can't be read; empty if
+    // there is none. Positions in that part's code may be those of functions inlined there.
+    const std::string& missing_debug_part() const { return scopes_.missing_file(); }
 
     // What is loaded, in the order of the file.
     const std::vector<Segment>& segments() const { return file_->segments(); }

@@ -66,6 +66,7 @@ private:
     };
 
     void read_unit(Dwarf_Die unit, Dwarf_Die skeleton);
+    void note_missing(Dwarf_Die& skeleton);
     void walk(Dwarf_Die die, std::uint32_t caller, int depth);
     void visit(Dwarf_Die& die, std::uint32_t caller, int depth);
     std::uint32_t add_function(Dwarf_Die& die, int depth);
@@ -95,11 +96,19 @@ void ScopeReader::read(Dwarf* dwarf) {
     Dwarf_CU* unit = nullptr;
     Dwarf_Die die;
     Dwarf_Die split;
-    while (dwarf_get_units(dwarf, unit, &unit, nullptr, nullptr, &die, &split) == 0) {
+    std::uint8_t type = 0;
+    while (dwarf_get_units(dwarf, unit, &unit, nullptr, &type, &die, &split) == 0) {
         const bool is_split = split.addr != nullptr;
+        if (type == DW_UT_skeleton && !is_split) note_missing(die);
         read_unit(is_split ? split : die, die);
     }
     flatten();
+}
+
+void ScopeReader::note_missing(Dwarf_Die& skeleton) {
+    const char* name = text_of(skeleton, DW_AT_dwo_name);
+    if (name == nullptr) name = text_of(skeleton, DW_AT_GNU_dwo_name);
+    if (scopes_.missing_file_.empty()) scopes_.missing_file_ = name == nullptr ? "?" : name;
 }
 
 // The line table of a split unit stands with its skeleton; what it numbers files by may be its own.

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -59,6 +60,9 @@ public:
         return functions_[scope.function];
     }
     std::span<const Part> parts() const { return parts_; }
+    // A file that a unit's debug information was split off into, and that can't be read as such;
+    // empty if there is none. What was inlined in the unit's code is then unknown.
+    const std::string& missing_file() const { return missing_file_; }
 
 private:
     friend class ScopeReader;
@@ -73,6 +77,7 @@ private:
     std::vector<Scope> scopes_;
     std::vector<Part> parts_;
     std::vector<Piece> pieces_;
+    std::string missing_file_;
 };
 
 }  // namespace program

@@ -116,6 +116,13 @@ class Profile(unittest.TestCase):
         self.assertEqual(self.failure(stripped),
                          (2, "edgescope: %s: has no debug information\n" % stripped))
 
+    def test_a_program_without_a_part_of_its_debug_information_is_refused(self):
+        run("clang", *FLAGS, "-gsplit-dwarf", "-c", SOURCE, "-o", "part.o", place=self.place)
+        run("clang", "part.o", "-o", "parted", place=self.place)
+        (self.place / "part.dwo").unlink()
+        self.assertEqual(self.failure(self.place / "parted"), (
+            2, "edgescope: %s: lacks the part of its debug information that is in part.dwo\n" % (self.place / "parted")))
+
     def test_what_is_no_program_is_refused(self):
         status, message = self.failure(SOURCE)
         self.assertEqual((status, message.startswith("edgescope: %s: " % SOURCE)), (2, True))

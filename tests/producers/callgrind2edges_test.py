@@ -13,7 +13,7 @@ import sys
 import tempfile
 import unittest
 
-from tool_support import HERE, instructions, output_of, rows_of, symbols
+from tool_support import HERE, failure_of, instructions, output_of, rows_of, symbols
 
 COMPILER = sys.argv[1]
 EDGEFOLD, TOOL = (pathlib.Path(path).resolve() for path in sys.argv[2:4])
@@ -270,6 +270,24 @@ class CallgrindToEdges(unittest.TestCase):
         for name, stored in (("helper", "helper"), ("helper.isra.0", "helperisra.0"), ("helper.12", "helper")):
             self.assertEqual(self.calls_of_namesakes(name), (
                 {("A.C", "main", stored, 5), ("A.C", stored, stored, 5)}, [("A.C", 5), ("B.C", 5)]))
+
+    def test_program_without_a_part_of_its_debug_information_is_told(self):
+        place = pathlib.Path(tempfile.mkdtemp(dir=self.place))
+        (place / "part.c").write_text("int main(void) { return 0; }\n")
+        output_of("gcc", "-c", "-gdwarf-4", "-gsplit-dwarf", "part.c", "-o", "part.o", place=place)
+        output_of("gcc", "part.o", "-o", "program", place=place)
+        part = place / "part.dwo"
+        recording = place / "recording"
+        output_of(*RECORD, "--callgrind-out-file=%s" % recording, place / "program")
+        rows = rows_of(output_of(TOOL, place / "program", recording))
+        part.rename(place / "away")
+        missing = (1, "callgrind2edges: %s: its debug information is incomplete: part.dwo isn't there, or not of this "
+                      "build (packed .dwp files aren't read)\n" % (place / "program"))
+        self.assertEqual(failure_of(TOOL, place / "program", recording), missing)
+        part.write_bytes(b"no debug information")
+        self.assertEqual(failure_of(TOOL, place / "program", recording), missing)
+        (place / "away").replace(part)
+        self.assertEqual(rows_of(output_of(TOOL, place / "program", recording)), rows)
 
     def test_several_recordings_are_one_run(self):
         build = self.builds["-O2"]
