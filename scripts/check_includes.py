@@ -36,7 +36,7 @@ SYSTEM_HEADER = re.compile(r"(.*\.h)$")
 # C headers that belong to no system.
 PORTABLE_HEADERS = {"sqlite3.h", "emmintrin.h", "dwarf.h", "gelf.h", "elfutils/libdw.h",
                     "elfutils/libdwelf.h", "capstone/capstone.h", "cxxabi.h", "fmt/color.h",
-                    "fmt/compile.h", "fmt/core.h", "fmt/format.h"}
+                    "fmt/compile.h", "fmt/core.h", "fmt/format.h", "zlib.h"}
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^">]+)[">]')
 SYSTEM_TEST = re.compile(r"^\s*#\s*(if|ifdef|ifndef|elif).*(_WIN32|_WIN64|__linux__|__unix__|__APPLE__)")
 

@@ -291,11 +291,6 @@ void Search::look_for_missing_files() {
          share, std::move(worst)});
 }
 
-const char* word_of(Severity severity) {
-    if (severity == Severity::error) return "error";
-    return severity == Severity::warning ? "warning" : "note";
-}
-
 const char* colour_of(Severity severity) {
     if (severity == Severity::error) return "\x1b[31m";
     return severity == Severity::warning ? "\x1b[35m" : "\x1b[36m";
@@ -342,6 +337,11 @@ Json json_file(const std::string& path, const std::vector<Finding>& findings) {
 }
 
 }  // namespace
+
+const char* word_of(Severity severity) {
+    if (severity == Severity::error) return "error";
+    return severity == Severity::warning ? "warning" : "note";
+}
 
 std::vector<Finding> find_faults(const Profile& profile, const DanglingRows& dangling,
                                  const CheckOptions& options) {

@@ -23,6 +23,9 @@ struct CheckOptions {
 
 enum class Severity { note, warning, error };
 
+// "note", "warning" or "error".
+const char* word_of(Severity severity);
+
 // A function that a finding names, with its part in it.
 struct Culprit {
     std::uint64_t number;

@@ -171,6 +171,24 @@ CLI::App* add_export(CLI::App& app, CommandLine& line) {
     return command;
 }
 
+CLI::App* add_view(CLI::App& app, CommandLine& line) {
+    CLI::App* const view = app.add_subcommand("view", "Write a page for a browser");
+    ViewOptions& options = line.viewing;
+    view->add_option("--source", options.sources, "Show source files, found below DIR")
+        ->option_text("DIR")
+        ->check(CLI::ExistingDirectory);
+    view->add_option("--compare", options.old_database, "Show what changed since the database OLD")
+        ->option_text("OLD");
+#ifdef EDGESCOPE_READS_PROGRAMS
+    view->add_option("--program", options.program,
+                     "Take counts of lines from the program FILE that ran")
+        ->option_text("FILE")
+        ->check(CLI::ExistingFile);
+#endif
+    add_databases(*view, line, "Databases, which are summed");
+    return view;
+}
+
 int refuse(const CLI::App& app, const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);
     print_error("", error.what());
@@ -194,7 +212,8 @@ int parse_command_line(int argument_count, const char* const* arguments, Command
         {add_top(app, line), Command::top},
         {add_check(app, line), Command::check},
         {add_compare(app, line), Command::compare},
-        {add_export(app, line), Command::export_profile}};
+        {add_export(app, line), Command::export_profile},
+        {add_view(app, line), Command::view}};
     double time_limit = 60;
     for (const auto& [command, value] : commands)
         add_common_options(*const_cast<CLI::App*>(command), line, time_limit);

@@ -9,10 +9,11 @@
 #include "edgescope/export.h"
 #include "edgescope/profile_sum.h"
 #include "edgescope/top.h"
+#include "edgescope/view.h"
 
 namespace edgescope {
 
-enum class Command { top, check, compare, export_profile };
+enum class Command { top, check, compare, export_profile, view };
 
 struct CommandLine {
     Command command = Command::top;
@@ -23,6 +24,7 @@ struct CommandLine {
     CheckOptions check;
     CompareOptions compare;
     ExportOptions exporting;
+    ViewOptions viewing;
 };
 
 // Fills `line`. If there is nothing to do, since help was asked for or the line is wrong, gives the

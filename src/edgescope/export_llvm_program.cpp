@@ -8,7 +8,7 @@
 
 #include "edgescope/export.h"
 #include "edgescope/inlined_samples.h"
-#include "edgescope/message.h"
+#include "edgescope/program_match.h"
 
 namespace edgescope {
 namespace {
@@ -58,74 +58,11 @@ void write_tree(const SampleTree& tree, Output& output) {
     }
 }
 
-// Whether the profile's edges stand at the lines that the program has at their addresses. Those of
-// another build, or of another program, don't.
-class Match {
-public:
-    Match(const program::Program& program, const Profile& profile) : program_(&program) {
-        for (const Function& function : profile.functions)
-            for (const Edge& edge : function.edges) look_at(edge);
-    }
-
-    // False, with a message, if the profile is of another program.
-    bool holds() const {
-        if (outside_ + elsewhere_ == 0) return true;
-        const std::string share = fmt::format("{} of {}", outside_ + elsewhere_, edges_);
-        if (2 * (outside_ + elsewhere_) > edges_) {
-            print_error(
-                program_->path(),
-                "isn't the program that ran, or was built anew: edges that don't fit it: " + share);
-            return false;
-        }
-        print_warning(program_->path(),
-                      "edges of the profile that don't fit the program: " + share);
-        return true;
-    }
-
-private:
-    void look_at(const Edge& edge) {
-        ++edges_;
-        if (program_->function_at(edge.from_address) == nullptr)
-            ++outside_;
-        else if (!has_line(edge.from_address, edge.from.line))
-            ++elsewhere_;
-    }
-
-    // True if a function at the address is at that line, or nothing speaks against it.
-    bool has_line(program::Address address, std::uint32_t line) {
-        const program::Position position = program_->position_at(address);
-        if (position.line == 0 || line == unknown_line || position.line == line) return true;
-        program_->frames_at(address, frames_);
-        return std::any_of(frames_.begin(), frames_.end(),
-                           [&](const program::Frame& frame) { return frame.call.line == line; });
-    }
-
-    const program::Program* program_;
-    std::vector<program::Frame> frames_;  // of the current address
-    std::uint64_t edges_ = 0;
-    std::uint64_t outside_ = 0;    // of all functions
-    std::uint64_t elsewhere_ = 0;  // at another line
-};
-
 }  // namespace
 
 bool export_llvm_of_program(const Profile& profile, const std::string& path, Output& output) {
-    std::string problem;
-    const auto program = program::Program::open(path, {}, problem);
-    if (!program) {
-        print_error(path, problem);
-        return false;
-    }
-    if (!program->has_debug_information()) {
-        print_error(path, "has no debug information");
-        return false;
-    }
-    if (!program->missing_debug_part().empty()) {
-        print_error(path, "lacks the part of its debug information that is in " +
-                              std::string(program->missing_debug_part()));
-        return false;
-    }
-    if (!Match(*program, profile).holds()) return false;
+    const auto program = open_program_of(profile, path);
+    if (!program) return false;
     SampleTree tree(*program);
     for_each_counted_function(*program, profile,
                               [&](const CountedFunction& function) { tree.add(function); });

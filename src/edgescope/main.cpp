@@ -24,6 +24,7 @@ static int run_command(const CommandLine& line, Output& output) {
             return run_compare(line.databases[0], line.databases[1], line.reading, line.compare,
                                output);
         case Command::export_profile: return run_export(line, output);
+        case Command::view: return run_view(line.databases, line.reading, line.viewing, output);
     }
     return exit_failure;
 }

@@ -25,6 +25,8 @@ bool Output::is_coloured() const {
     return path_.empty() && !colours_are_unwanted() && enable_colour(stdout);
 }
 
+bool Output::is_shown() const { return path_.empty() && is_terminal(stdout); }
+
 bool Output::write() const {
     if (!path_.empty()) return write_file();
     const bool written = write_chunks([](const char* text, std::size_t size) {

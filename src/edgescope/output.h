@@ -21,6 +21,9 @@ public:
     // True if the output goes to a terminal that shows colours.
     bool is_coloured() const;
 
+    // True if the output goes to a terminal.
+    bool is_shown() const;
+
     template <typename... Arguments>
     void print(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
         fmt::format_to(fmt::appender(last_), format, std::forward<Arguments>(arguments)...);

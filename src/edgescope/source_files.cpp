@@ -43,10 +43,10 @@ SourceFiles::SourceFiles(const std::string& directory) {
     for (auto& [name, paths] : by_last_component_) std::sort(paths.begin(), paths.end());
 }
 
-std::string SourceFiles::path_of(const std::string& stored_name) const {
+std::optional<std::string> SourceFiles::find(const std::string& stored_name) const {
     const std::string wanted = comparable(stored_name);
     const auto candidates = by_last_component_.find(last_component(wanted));
-    if (candidates == by_last_component_.end()) return stored_name;
+    if (candidates == by_last_component_.end()) return std::nullopt;
     return *std::max_element(candidates->second.begin(), candidates->second.end(),
                              [&](const std::string& a, const std::string& b) {
                                  return common_components(comparable(a), wanted) <

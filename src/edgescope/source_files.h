@@ -3,6 +3,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,8 +15,13 @@ public:
     explicit SourceFiles(const std::string& directory);
 
     // The path of the file of this stored name: of all files with its last component the one that
-    // agrees with it in most components; the stored name itself if there is none.
-    std::string path_of(const std::string& stored_name) const;
+    // agrees with it in most components; nothing if there is none.
+    std::optional<std::string> find(const std::string& stored_name) const;
+
+    // The same, but the stored name itself if there is none.
+    std::string path_of(const std::string& stored_name) const {
+        return find(stored_name).value_or(stored_name);
+    }
 
 private:
     std::map<std::string, std::vector<std::string>> by_last_component_;  // in upper case
