@@ -42,6 +42,17 @@ list(LENGTH places number)
 if(NOT number EQUAL 1)
   message(FATAL_ERROR "The page has ${number} places for data, not one")
 endif()
+# The licences of what is in the page, for those who look for them beside the program
+file(READ ${FOLDER}/page.html text)
+if(NOT text MATCHES "<div id=\"licences\" hidden>([^<]*)</div>")
+  message(FATAL_ERROR "The page has no licences")
+endif()
+set(text "${CMAKE_MATCH_1}")
+string(REPLACE "&lt;" "<" text "${text}")
+string(REPLACE "&gt;" ">" text "${text}")
+string(REPLACE "&amp;" "&" text "${text}")
+file(WRITE ${FOLDER}/licences.txt "${text}")
+
 string(REGEX REPLACE "([0-9a-f][0-9a-f])" "0x\\1," bytes "${page}")
 file(WRITE ${OUTPUT} "#include \"edgescope/view_page.h\"
 

@@ -27,6 +27,9 @@ if(TARGET edgescope)
     install(FILES completions/_edgescope COMPONENT plain
             DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
   endif()
+  if(with_page)
+    install(FILES ${page_licences} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT plain)
+  endif()
 endif()
 
 # The programs that make and check edge files, and the scripts for fleets

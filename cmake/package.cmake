@@ -28,8 +28,8 @@ set(CPACK_DEBIAN_SCOPE_PACKAGE_NAME edgescope)
 set(CPACK_DEBIAN_SCOPE_PACKAGE_SECTION devel)
 set(CPACK_COMPONENT_SCOPE_DESCRIPTION "Shows, checks, compares and exports sample databases
 Lists the hottest functions, edges and calls of the databases that edgefold
-writes, tells whether they are fit for use and what changed, and exports them
-for clang, callgrind, lcov and Graphviz.")
+writes, tells whether they are fit for use and what changed, shows them in a
+page for a browser, and exports them for clang, callgrind, lcov and Graphviz.")
 if(TARGET check_edges)
   list(APPEND CPACK_COMPONENTS_ALL producers)
 endif()
@@ -72,6 +72,10 @@ if(NOT WIN32 AND Python3_FOUND)
   if(TARGET edgescope)
     install(FILES ${debian_changelog} cmake/debian/copyright DESTINATION share/doc/edgescope
             COMPONENT scope EXCLUDE_FROM_ALL)
+    if(with_page)
+      install(FILES ${page_licences} DESTINATION share/doc/edgescope COMPONENT scope
+              EXCLUDE_FROM_ALL)
+    endif()
     install(FILES completions/_edgescope DESTINATION share/zsh/vendor-completions COMPONENT scope
             EXCLUDE_FROM_ALL)
   endif()

@@ -7,6 +7,7 @@ set(EDGEFOLD_PAGE_PLACE ${PROJECT_BINARY_DIR}/web CACHE PATH
 find_program(NODE NAMES node nodejs)
 find_program(NPM npm)
 mark_as_advanced(NODE NPM)
+set(ZLIB_USE_STATIC_LIBS ${EDGEFOLD_STATIC})
 find_package(ZLIB QUIET)
 
 set(missing_packages "")
@@ -31,8 +32,9 @@ if(with_page)
   file(GLOB_RECURSE page_sources CONFIGURE_DEPENDS web/*)
   list(FILTER page_sources EXCLUDE REGEX "/node_modules/")
   set(page_bytes ${PROJECT_BINARY_DIR}/page_bytes.cpp)
+  set(page_licences ${PROJECT_BINARY_DIR}/page/licences.txt)
   add_custom_command(
-    OUTPUT ${page_bytes}
+    OUTPUT ${page_bytes} ${page_licences}
     COMMAND ${CMAKE_COMMAND} -D SOURCE=${PROJECT_SOURCE_DIR}/web -D PLACE=${EDGEFOLD_PAGE_PLACE}
             -D NODE=${NODE} -D NPM=${NPM} -D FOLDER=${PROJECT_BINARY_DIR}/page
             -D OUTPUT=${page_bytes} -P ${PROJECT_SOURCE_DIR}/cmake/build_page.cmake

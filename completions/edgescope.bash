@@ -7,12 +7,12 @@ _edgescope() {
     case $3 in
         --by) words='functions edges calls' ;;
         --to) words='llvm callgrind lcov csv dot' ;;
-        --program) # a file, as any other word is
+        --program | --compare) # a file, as any other word is
             mapfile -t COMPREPLY < <(compgen -f -- "$2")
             compopt -o filenames 2>/dev/null
             return
             ;;
-        --sources)
+        --sources | --source)
             mapfile -t COMPREPLY < <(compgen -d -- "$2")
             compopt -o filenames 2>/dev/null
             return
@@ -26,9 +26,10 @@ _edgescope() {
                     ;;
                 compare) words="--min-overlap --lines --demangle --json $all" ;;
                 export) words="--to --function --program --min-share --sources --demangle $all" ;;
+                view) words="--source --compare --program $all" ;;
             esac
             if [[ $COMP_CWORD -le 1 ]]; then
-                words='top check compare export --help --version'
+                words='top check compare export view --help --version'
             elif [[ $2 != -* ]]; then
                 mapfile -t COMPREPLY < <(compgen -f -- "$2")
                 compopt -o filenames 2>/dev/null

@@ -1,5 +1,7 @@
 // Sample databases with any values, read by edgescope. What it exports as an edge file without a
-// warning must bring the same functions, edges and calls back.
+// warning must bring the same functions, edges and calls back, and its page must have them all.
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <string>
 
@@ -9,13 +11,18 @@
 #include "quiet_stderr.h"
 #include "raw_database.h"
 #include "scope_commands.h"
+#ifdef FUZZ_PAGE
+#include "edgescope/view.h"
+#include "support/view_page.h"
+#endif
 
 namespace {
 
 using fuzz::FuzzInput;
 
-constexpr const char* names[] = {"'f'",  "'g'",     "'fisra.0'", "'f.1'", "'(anon ns)'", "''",
-                                 "NULL", "'_Z1fv'", "'a,b'",     "'NA'",  "'[x,y]'"};
+constexpr const char* names[] = {
+    "'f'",   "'g'",  "'fisra.0'", "'f.1'",       "'(anon ns)'",          "''", "NULL", "'_Z1fv'",
+    "'a,b'", "'NA'", "'[x,y]'",   "'</script>'", "CAST(x'66ff' AS TEXT)"};
 constexpr std::int64_t counts[] = {0, 1, 5, 16777217, 0x80000000LL, 0x123456789ABCDEFLL};
 constexpr std::int64_t huge_counts[] = {-1, INT64_MAX, 0x3FFFFFFFFFFFFFFFLL};
 
@@ -106,6 +113,36 @@ void require_round_trip(const edgescope::Profile& profile) {
     fuzz::require_equal(text_of(profile), text_of(samples), "what an edge file brings back");
 }
 
+#ifdef FUZZ_PAGE
+// The page of the database, compared with itself, has all functions and edges.
+void require_page(const std::string& database, const edgescope::Profile& profile) {
+    const std::string path = fuzz::fresh_database("scope.html");
+    edgescope::Output output(path);
+    edgescope::ReadSettings settings;
+    settings.is_trusted = true;
+    edgescope::ViewOptions options;
+    options.old_database = database;
+    const fuzz::QuietStderr messages;
+    fuzz::require(
+        edgescope::run_view({database}, settings, options, output) == edgescope::exit_fine,
+        "a page");
+    fuzz::require(output.write(), "a page on the disk");
+    std::ifstream stream(path, std::ios::binary);
+    const test_support::ViewPage page({std::istreambuf_iterator<char>(stream), {}});
+    std::size_t functions = 0, edges = 0;
+    for (const auto& [id, data] : page.data)
+        if (id.starts_with("flow-"))
+            for (const auto& function : data["functions"]) {
+                ++functions;
+                edges += function["e"].size();
+            }
+    fuzz::require(functions == profile.functions.size() &&
+                      page["functions"]["names"].size() == functions &&
+                      page["overview"]["totals"]["edges"] == edges,
+                  "all functions and edges are in the page");
+}
+#endif
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -126,9 +163,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         profile = fuzz::read_with_edgescope(path, false);
         if (profile) fuzz::run_all_commands(*profile);
     }
-    if (profile)
+    if (profile) {
         require_round_trip(*profile);
-    else
+#ifdef FUZZ_PAGE
+        require_page(path, *profile);
+#endif
+    } else {
         fuzz::require(fuzz::is_refused_for_its_counts(path, false), "a sound database is read");
+    }
     return 0;
 }

@@ -25,10 +25,11 @@ bool read_databases(const std::vector<std::string>& paths, const ReadSettings& s
         if (!sum.add(path, settings, progress)) return false;
     input.profile = sum.finish();
     input.dangling = sum.dangling_rows();
+    if (!accept_sums(input.profile, paths.size() == 1 ? paths.front() : "")) return false;
     if (old_path.empty()) return true;
     if (!old_sum.add(old_path, settings, progress)) return false;
     input.old_profile = old_sum.finish();
-    return true;
+    return accept_sums(*input.old_profile, old_path);
 }
 
 bool read_program([[maybe_unused]] const std::string& path, [[maybe_unused]] ViewInput& input) {

@@ -25,6 +25,7 @@ LINES = {
     "edgescope top --by ed": "edgescope top --by edges ",
     "edgescope export --to ll": "edgescope export --to llvm ",
     "edgescope compare --min": "edgescope compare --min-overlap ",
+    "edgescope view --com": "edgescope view --compare ",
     "edgescope check on": "edgescope check one.csv ",
     "check_edges --max": "check_edges --max-lost ",
     "perf2edges one.csv --deb": "perf2edges one.csv --debug-file ",
@@ -149,7 +150,7 @@ class Completions(unittest.TestCase):
                  self.share / "zsh/vendor-completions/_edgescope",
                  self.share / "fish/vendor_completions.d/edgescope.fish"]
         texts = [path.read_text(encoding="utf-8") for path in files]
-        for command in ("top", "check", "compare", "export"):
+        for command in ("top", "check", "compare", "export", "view"):
             help_text, _ = run([program, command, "--help"])
             for option in re.findall(r"--([a-z-]+)", help_text):
                 for path, text in zip(files, texts):

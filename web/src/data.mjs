@@ -1,5 +1,7 @@
 // The data of the page: gzip of JSON in base64, one element for each segment, decoded when first asked for.
 
+import { compareCounts, sumCounts } from "./text.mjs";
+
 export class Profile {
     constructor(document) {
         this.document_ = document;
@@ -24,7 +26,9 @@ export class Profile {
     async flow(id) {
         const size = this.overview.flow_size;
         const segment = await this.segment(`flow-${Math.floor(id / size)}`);
-        return segment.functions[id - segment.first];
+        const index = id - segment.first;
+        segment.completed ??= [];
+        return segment.completed[index] ??= completed(segment.functions[index]);
     }
 
     // The file that a function stands in, or null where the page holds no sources of it.
@@ -116,4 +120,28 @@ function indexRows(keys, size) {
 
 export function baseName(path) {
     return path.slice(Math.max(path.lastIndexOf("/"), path.lastIndexOf("\\")) + 1);
+}
+
+// A function with what is left out of the data, since it follows from the rest: how often a block ran, which is the
+// larger of what its edges bring and take, and if no program told it, how often a line ran.
+function completed({ b, e, c, names, l }) {
+    const entering = b.map(() => 0);
+    const leaving = b.map(() => 0);
+    for (const [from, to, count] of e) {
+        if (to >= 0) entering[to] = sumCounts([entering[to], count]);
+        if (from >= 0) leaving[from] = sumCounts([leaving[from], count]);
+    }
+    const larger = (one, other) => (compareCounts(one, other) < 0 ? other : one);
+    const blocks = b.map(([line, column, discriminator, flags], index) =>
+        [line, column, discriminator, larger(entering[index], leaving[index]), flags]);
+    return { b: blocks, e, c, names, l: l ?? linesOf(blocks, c, larger) };
+}
+
+// A line of several blocks and calls ran as often as the one that ran most.
+function linesOf(blocks, calls, larger) {
+    const lines = new Map();
+    const note = (line, count) => { if (line >= 0) lines.set(line, larger(lines.get(line) ?? 0, count)); };
+    for (const [line, , , count] of blocks) note(line, count);
+    for (const [line, , count] of calls) note(line, count);
+    return [...lines].sort(([one], [other]) => one - other);
 }
