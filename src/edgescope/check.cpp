@@ -234,9 +234,10 @@ struct AddressPlace {
     }
 };
 
-void Search::look_for_two_positions() {
+// What all ends of edges say, by address.
+std::vector<AddressPlace> address_places(const Profile& profile) {
     std::vector<AddressPlace> places;
-    for (const Function& function : profile_.functions)
+    for (const Function& function : profile.functions)
         for (const Edge& edge : function.edges) {
             places.push_back({edge.from_address, &function, edge.from});
             places.push_back({edge.to_address, &function, edge.to});
@@ -244,6 +245,11 @@ void Search::look_for_two_positions() {
     std::stable_sort(
         places.begin(), places.end(),
         [](const AddressPlace& a, const AddressPlace& b) { return a.address < b.address; });
+    return places;
+}
+
+void Search::look_for_two_positions() {
+    const std::vector<AddressPlace> places = address_places(profile_);
     std::uint64_t addresses = 0;
     std::map<const Function*, std::uint64_t> doubtful;
     std::uint64_t number = 0;

@@ -147,6 +147,7 @@ private:
     }
 
     std::uint32_t callee_with_entries_left(std::uint32_t name);
+    std::uint32_t take_entries(std::uint32_t name, std::uint64_t& count);
 
     const Profile& profile_;
     Output& output_;
@@ -272,6 +273,21 @@ std::uint32_t EdgeFile::callee_with_entries_left(std::uint32_t name) {
     return NameIndex::nobody;
 }
 
+// The function of that name that the next calls are of. `count` is left at the entries that it has
+// left; where none has any, the first function gets all.
+std::uint32_t EdgeFile::take_entries(std::uint32_t name, std::uint64_t& count) {
+    const std::uint32_t callee = callee_with_entries_left(name);
+    if (callee != NameIndex::nobody) {
+        count = std::min(count, entries_left_[callee]);
+        entries_left_[callee] -= count;
+        return callee;
+    }
+    const auto callees = names_.functions(name);
+    if (callees.empty()) return NameIndex::nobody;
+    if (count != 0) ++losses_.entries;
+    return callees.front();
+}
+
 // A call is kept by its callee's name alone, but a row names its file too. Functions of that name
 // are called in turn, each as often as it was entered.
 void EdgeFile::write_call(const Function& function, const std::string& name, const Call& call,
@@ -284,19 +300,11 @@ void EdgeFile::write_call(const Function& function, const std::string& name, con
         ++losses_.calls;
         return;
     }
-    const auto callees = names_.functions(callee_number);
-    if (callees.empty()) ++losses_.callees;
+    if (names_.functions(callee_number).empty()) ++losses_.callees;
     std::uint64_t count = call.count;
     do {
-        std::uint32_t callee = callee_with_entries_left(callee_number);
         std::uint64_t part = count;
-        if (callee != NameIndex::nobody) {
-            part = std::min(part, entries_left_[callee]);
-            entries_left_[callee] -= part;
-        } else if (!callees.empty()) {
-            callee = callees.front();
-            if (count != 0) ++losses_.entries;
-        }
+        const std::uint32_t callee = take_entries(callee_number, part);
         const std::string& file =
             callee == NameIndex::nobody ? no_file : profile_.functions[callee].file;
         const Row row{.from_address = free_address_,

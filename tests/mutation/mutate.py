@@ -87,10 +87,12 @@ def mutants_of_line(path, number, line):
 def mutants_of(paths):
     found = []
     for path in paths:
-        is_built = True  # what stands in for SSE2 isn't, where there is SSE2
+        is_built = True  # of two ways to a result one is: by SSE2, and by the GNU C++ library
         for number, line in enumerate((ROOT / path).read_text().splitlines(), 1):
-            if line in ("#else", "#endif"):
-                is_built = line == "#endif"
+            if line.startswith("#if"):
+                is_built = "_LIBCPP_VERSION" not in line
+            elif line in ("#else", "#endif"):
+                is_built = line == "#endif" or not is_built
             if is_built:
                 found.extend(mutants_of_line(path, number, line))
     return found

@@ -29,6 +29,9 @@ public:
     InsertStatement m_insert_call;
 
 private:
+    bool prepare_searches(DatabaseHandle& db);
+    bool prepare_inserts(DatabaseHandle& db);
+
     bool m_are_ready = false;
 };
 
