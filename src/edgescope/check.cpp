@@ -36,6 +36,7 @@ public:
     void look_for_content();
     void look_for_dangling_rows(const DanglingRows& dangling);
     void look_for_large_counts();
+    void look_for_large_sums();
     void look_for_huge_counts();
     void look_for_imbalance();
     void look_for_calls_beyond_entries();
@@ -90,16 +91,27 @@ void Search::look_for_dangling_rows(const DanglingRows& dangling) {
     add_rows("nameless-calls", dangling.nameless_calls, "call", "without a callee");
 }
 
-void Search::look_for_large_counts() {
-    std::uint64_t number = 0;
-    std::vector<Culprit> worst;
-    for (const Function& function : profile_.functions) {
+// The functions with counts that would be cut, and how many they have.
+std::vector<Culprit> functions_with_large_counts(const Profile& profile) {
+    std::vector<Culprit> found;
+    for (const Function& function : profile.functions) {
         const auto cut = static_cast<std::uint64_t>(
             std::count_if(function.edges.begin(), function.edges.end(),
                           [](const Edge& edge) { return edge.count >= first_count_that_is_cut; }));
-        number += cut;
-        if (cut != 0) worst.push_back(culprit(cut, function));
+        if (cut != 0) found.push_back(culprit(cut, function));
     }
+    return found;
+}
+
+std::uint64_t sum_of(const std::vector<Culprit>& culprits) {
+    std::uint64_t sum = 0;
+    for (const Culprit& one : culprits) sum += one.number;
+    return sum;
+}
+
+void Search::look_for_large_counts() {
+    std::vector<Culprit> worst = functions_with_large_counts(profile_);
+    const std::uint64_t number = sum_of(worst);
     if (number != 0)
         add({Severity::error, "large-counts",
              counted(number, "edge count") +
@@ -107,6 +119,18 @@ void Search::look_for_large_counts() {
                  "would cut them to 32 bits",
              "merge its edge files anew instead of the database, or lower the counts in them",
              number, 0, std::move(worst)});
+}
+
+void Search::look_for_large_sums() {
+    std::vector<Culprit> worst = functions_with_large_counts(profile_);
+    const std::uint64_t number = sum_of(worst);
+    if (number != 0)
+        add({Severity::warning, "large-sums",
+             counted(number, "edge count") +
+                 " of 2,147,483,648 or more in the sum: a database that they are merged into could "
+                 "not be merged again",
+             "keep the edge files and merge them all at once, or lower the counts in them", number,
+             0, std::move(worst)});
 }
 
 void Search::look_for_huge_counts() {
@@ -368,21 +392,36 @@ std::vector<Finding> find_faults(const Profile& profile, const DanglingRows& dan
     return std::move(search).findings();
 }
 
+std::vector<Finding> find_faults_of_sum(const Profile& sum, const CheckOptions& options) {
+    Search search(sum, options);
+    search.look_for_large_sums();
+    return std::move(search).findings();
+}
+
 int run_check(const std::vector<std::string>& paths, const ReadSettings& settings,
               const CheckOptions& options, Output& output) {
     ProgressBar progress(paths.size());
     Json files = Json::array();
+    ProfileSum all;
     bool has_error = false;
     for (const std::string& path : paths) {
         ProfileSum sum;
         if (!sum.add(path, settings, progress)) return exit_failure;
         const Profile profile = sum.finish();
+        if (paths.size() > 1) all.add(profile);
         const auto findings = find_faults(profile, sum.dangling_rows(), options);
         has_error |= !findings.empty() && findings.front().severity == Severity::error;
         if (options.as_json)
             files.push_back(json_file(path, findings));
         else
             write_text(path, findings, output);
+    }
+    if (paths.size() > 1) {
+        const auto findings = find_faults_of_sum(all.finish(), options);
+        if (options.as_json)
+            files.push_back(json_file("", findings));
+        else if (!findings.empty())
+            write_text("all databases", findings, output);
     }
     if (options.as_json) append_json(files, output);
     return has_error ? exit_finding : exit_fine;

@@ -47,7 +47,10 @@ struct Finding {
 std::vector<Finding> find_faults(const Profile& profile, const DanglingRows& dangling,
                                  const CheckOptions& options);
 
-// Checks each database by itself and writes the findings. Gives the exit status.
+// Findings on what the databases of several files add up to, beside those on each.
+std::vector<Finding> find_faults_of_sum(const Profile& sum, const CheckOptions& options);
+
+// Checks each database by itself, and their sum, and writes the findings. Gives the exit status.
 int run_check(const std::vector<std::string>& paths, const ReadSettings& settings,
               const CheckOptions& options, Output& output);
 

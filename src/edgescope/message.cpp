@@ -12,11 +12,15 @@
 
 namespace edgescope {
 
-bool colours_are_unwanted() {
-    const char* const no_colour = std::getenv("NO_COLOR");
-    if (no_colour != nullptr && *no_colour != '\0') return true;
+// Such a terminal shows the codes for colours and the like as text.
+static bool terminal_is_dumb() {
     const char* const terminal = std::getenv("TERM");
     return terminal != nullptr && std::string_view(terminal) == "dumb";
+}
+
+bool colours_are_unwanted() {
+    const char* const no_colour = std::getenv("NO_COLOR");
+    return (no_colour != nullptr && *no_colour != '\0') || terminal_is_dumb();
 }
 
 std::string printable(std::string_view text) {
@@ -44,10 +48,10 @@ void print_warning(std::string_view subject, std::string_view what) {
     print("warning", fmt::terminal_color::magenta, subject, what);
 }
 
-ProgressBar::ProgressBar(std::size_t file_count)
+ProgressBar::ProgressBar(std::size_t file_count, std::chrono::milliseconds delay)
     : file_count_(file_count),
-      next_(std::chrono::steady_clock::now() + std::chrono::seconds(1)),
-      is_wanted_(is_terminal(stderr)) {}
+      next_(std::chrono::steady_clock::now() + delay),
+      is_wanted_(!terminal_is_dumb() && enable_colour(stderr)) {}
 
 ProgressBar::~ProgressBar() {
     if (is_shown_) fmt::print(stderr, "\r\x1b[K");
@@ -77,7 +81,7 @@ void ProgressBar::show() {
     const double done = (static_cast<double>(files_begun_ - 1) + part) /
                         static_cast<double>(std::max<std::size_t>(file_count_, 1));
     const auto filled = static_cast<std::size_t>(done * width);
-    fmt::print(stderr, "\r\x1b[K[{}{}] {:3.0f} %  {:.40}", std::string(filled, '#'),
+    fmt::print(stderr, "\r\x1b[K[{}{}] {:3.0f} %  {:.38}", std::string(filled, '#'),
                std::string(width - filled, '.'), 100 * done, path_);
     std::fflush(stderr);
 }

@@ -26,11 +26,12 @@ std::string printable(std::string_view text);
 void print_error(std::string_view subject, std::string_view what);
 void print_warning(std::string_view subject, std::string_view what);
 
-// A bar on the standard error stream, if that is a terminal, once a run takes a second. It is wiped
-// away with the object.
+// A bar on the standard error stream, if that is a terminal that can wipe a line, once a run takes
+// longer than the delay. It is wiped away with the object.
 class ProgressBar {
 public:
-    explicit ProgressBar(std::size_t file_count);
+    explicit ProgressBar(std::size_t file_count,
+                         std::chrono::milliseconds delay = std::chrono::seconds(1));
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
     ~ProgressBar();

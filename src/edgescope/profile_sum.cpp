@@ -134,6 +134,28 @@ bool ProfileSum::read_functions(hotpath::RowReader& reader) {
     }) && reader.read_functions([&](const rows::Function& row) { add_function(row, files); });
 }
 
+// The place of the function of that name and file, which may be new.
+std::size_t ProfileSum::place_of(Function&& function) {
+    const auto [place, is_new] = by_key_.emplace(key_of(function), profile_.functions.size());
+    if (is_new) profile_.functions.push_back(std::move(function));
+    return place->second;
+}
+
+void ProfileSum::add(const Profile& profile) {
+    profile_.runs += profile.runs;
+    for (const Function& function : profile.functions) {
+        Function& known = profile_.functions[place_of(
+            {.name = function.name, .file = function.file, .edges = {}, .calls = {}})];
+        add_count(known.count, function.count);
+        known.uses_discriminators |= function.uses_discriminators;
+        known.uses_columns |= function.uses_columns;
+        append(known.edges, std::vector<Edge>(function.edges));
+        append(known.calls, std::vector<Call>(function.calls));
+        fold_edges(known.edges);
+        fold_calls(known.calls);
+    }
+}
+
 void ProfileSum::add_function(const rows::Function& row,
                               const std::unordered_map<std::int64_t, std::string>& files) {
     Function function{.name = std::string(row.name), .file = {}, .edges = {}, .calls = {}};
@@ -142,13 +164,12 @@ void ProfileSum::add_function(const rows::Function& row,
         function.file = file->second;
     else
         ++dangling_.functions;
-    const auto [place, is_new] = by_key_.emplace(key_of(function), profile_.functions.size());
-    if (is_new) profile_.functions.push_back(std::move(function));
-    Function& known = profile_.functions[place->second];
+    const std::size_t place = place_of(std::move(function));
+    Function& known = profile_.functions[place];
     add_count(known.count, row.exec_count);
     known.uses_discriminators |= row.uses_discriminators;
     known.uses_columns |= row.uses_columns;
-    rows_.push_back({.id = row.id, .function = place->second, .edges = {}, .calls = {}});
+    rows_.push_back({.id = row.id, .function = place, .edges = {}, .calls = {}});
 }
 
 ProfileSum::Row* ProfileSum::find_row(std::int64_t id) {

@@ -35,6 +35,9 @@ public:
     [[nodiscard]] bool add(const std::string& path, const ReadSettings& settings,
                            ProgressBar& progress);
 
+    // Adds what was read before.
+    void add(const Profile& profile);
+
     // The sum, in its final order. Called once. A count that doesn't fit into 64 bits is the
     // largest one.
     Profile finish();
@@ -56,6 +59,7 @@ private:
     bool read(hotpath::RowReader& reader, ProgressBar& progress);
     bool read_runs(hotpath::RowReader& reader);
     bool read_functions(hotpath::RowReader& reader);
+    std::size_t place_of(Function&& function);
     void add_function(const hotpath::rows::Function& row,
                       const std::unordered_map<std::int64_t, std::string>& files);
     bool read_edges(hotpath::RowReader& reader, ProgressBar& progress);

@@ -36,6 +36,10 @@ protected:
         return texts;
     }
 
+    int run_tool(const std::vector<std::string>& arguments) const {
+        return run(arguments).exit_status;
+    }
+
     json last_;
 
 private:
@@ -72,6 +76,38 @@ TEST_F(Check, finds_counts_that_another_merge_would_cut) {
                          " (1, 99, 11, 2, 0, 0, 1, 48, 12, 2, 0, 0, 2147483647, 0)"),
                 ElementsAre("error large-counts 1"));
     EXPECT_EQ(last_[0]["worst"][0]["function"], "f");
+}
+
+// Neither database has a large count, but what they are merged into.
+TEST_F(Check, finds_counts_that_grow_too_large_in_the_sum_of_several_databases) {
+    const std::string sql =
+        "INSERT INTO sf_filenames VALUES (1, 'A.C');"
+        "INSERT INTO sf_functions VALUES (1, 'f', 1, 1500000000, 0);"
+        "INSERT INTO sf_edges VALUES"
+        " (1, 16, 10, 1, 0, 0, 1, 32, 11, 2, 0, 0, 1073741824, 0)";
+    database("a.db", sql);
+    database("b.db", sql);
+    database("c.db", sql + "; UPDATE sf_edges SET sf_exec_count = 1073741823");
+    const ProgramRun run = scope({"check", "a.db", "b.db"});
+    EXPECT_EQ(run.exit_status, 0) << run;
+    EXPECT_THAT(run.standard_output,
+                HasSubstr("\nall databases: warning: 1 edge count of 2,147,483,648 or more in the "
+                          "sum: a database that they are merged into could not be merged again "
+                          "[large-sums]\n"));
+    EXPECT_THAT(scope({"check", "a.db", "c.db"}).standard_output,
+                testing::Not(HasSubstr("all databases")));
+    const json both = json::parse(scope({"check", "--json", "a.db", "b.db"}).standard_output);
+    ASSERT_EQ(both.size(), 3U);
+    EXPECT_EQ(both[2]["database"], "");
+    EXPECT_EQ(both[2]["findings"][0]["kind"], "large-sums");
+    EXPECT_EQ(both[2]["findings"][0]["worst"][0]["function"], "f");
+    // What the finding says is so.
+    ASSERT_EQ(run_tool({"-nologo", "-quiet", "-file", "a.db;b.db", "-out", "d.db"}), 0);
+    EXPECT_EQ(query("d.db", "SELECT sf_exec_count FROM sf_edges"),
+              test_support::Rows{{"2147483648"}});
+    ASSERT_EQ(run_tool({"-nologo", "-quiet", "-file", "d.db", "-out", "e.db"}), 0);
+    EXPECT_EQ(query("e.db", "SELECT sf_exec_count FROM sf_edges"),
+              test_support::Rows{{"-2147483648"}});
 }
 
 TEST_F(Check, finds_counts_that_are_too_large_for_sums) {

@@ -78,6 +78,16 @@ TEST_F(Gate, trust_leaves_the_gate_out) {
     EXPECT_THAT(output_of({"top", "--trust", "a.db"}), StartsWith("# Runs: 1"));
 }
 
+// SQLite checks all pages in one go, in which it doesn't look at the clock by itself: it would come
+// to the text that is too long.
+TEST_F(Gate, the_check_of_all_pages_ends_at_the_time_limit) {
+    database("a.db", "INSERT INTO sf_functions VALUES (1, zeroblob(130000000), 1, 1, 0)");
+    const ProgramRun run = scope({"top", "--time-limit", "0.005", "a.db"});
+    EXPECT_EQ(run.exit_status, 2);
+    EXPECT_EQ(run.standard_error,
+              "edgescope: a.db: reading it takes longer than the time limit of 0.005 s\n");
+}
+
 TEST_F(Gate, reading_ends_at_the_time_limit) {
     database("a.db",
              "WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM n LIMIT 300000)"

@@ -13,6 +13,7 @@
 
 #include "diag/platform.h"
 #include "hotpath/database/tables.h"
+#include "hotpath/facade/interrupter.h"
 
 namespace hotpath {
 namespace {
@@ -285,7 +286,8 @@ bool RowReader::Connection::check_that_nobody_writes() {
     return is_reserved == 0 || fail("another process is writing to it");
 }
 
-bool RowReader::Connection::check_integrity() {
+bool RowReader::Connection::check_integrity() try {
+    const Interrupter interrupter(handle_, end_);
     std::string finding;
     const bool read = for_each_row("PRAGMA integrity_check(1)", [&](sqlite3_stmt* statement) {
         finding = text(statement, 0);
@@ -294,6 +296,8 @@ bool RowReader::Connection::check_integrity() {
     if (!read) return false;
     std::replace(finding.begin(), finding.end(), '\n', ' ');
     return finding == "ok" || fail("is damaged: " + finding);
+} catch (const std::system_error& problem) {
+    return fail(std::string("no thread can be started: ") + problem.what());
 }
 
 bool RowReader::Connection::read_value(const char* sql, std::optional<std::string>& value) {
