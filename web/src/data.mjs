@@ -13,7 +13,15 @@ export class Profile {
         [this.overview, this.functions] = await Promise.all([this.segment("overview"), this.segment("functions")]);
         this.size = this.functions.names.length;
         this.weights = Float64Array.from(this.functions.weight, Number);
+        this.measured = this.measured_();
         this.totalWeight = Number(this.overview.total_weight);
+    }
+
+    // The column that the weights repeat, or "weight" where they are numbers of their own
+    measured_() {
+        const { weight } = this.functions;
+        const repeats = (key) => weight.every((value, id) => value === this.functions[key][id]);
+        return ["entries", "edge_counts"].find(repeats) ?? "weight";
     }
 
     // The content of a segment. Rejects if the page hasn't got it or it is damaged.
@@ -66,9 +74,19 @@ export class Profile {
             (isPrefix ? candidate.startsWith(name) : candidate === name) && (file === undefined || this.file(id) === file));
     }
 
+    // A segment's element, as soon as all of it is there: the first view doesn't wait for the rest of a large page.
+    async element_(id) {
+        for (;;) {
+            const isComplete = this.document_.readyState !== "loading";
+            const element = this.document_.getElementById(id);
+            if (element && (isComplete || element.nextElementSibling)) return element;
+            if (isComplete) throw new Error(`the page has no data “${id}”`);
+            await moreOf(this.document_);
+        }
+    }
+
     async decode_(id) {
-        const element = this.document_.getElementById(id);
-        if (!element) throw new Error(`the page has no data “${id}”`);
+        const element = await this.element_(id);
         const text = atob(element.textContent);
         element.remove(); // decoded once: the memory can go
         const bytes = new Uint8Array(text.length);
@@ -76,6 +94,20 @@ export class Profile {
         const stream = new Blob([bytes]).stream().pipeThrough(new DecompressionStream("gzip"));
         return JSON.parse(await new Response(stream).text());
     }
+}
+
+// Resolves when more of the page has come in.
+function moreOf(page) {
+    return new Promise((resolve) => {
+        const observer = new MutationObserver(done);
+        function done() {
+            observer.disconnect();
+            page.removeEventListener("readystatechange", done);
+            resolve();
+        }
+        observer.observe(page.body, { childList: true });
+        page.addEventListener("readystatechange", done);
+    });
 }
 
 // Who calls whom, as rows of both ends.

@@ -6,7 +6,7 @@ import { zoom, zoomIdentity } from "d3-zoom";
 import { element, svg } from "./dom.mjs";
 
 const MARGIN = 16;
-const SMALLEST_FIT = 0.55; // texts of a drawing that is fitted stay readable
+const SMALLEST_FIT = 0.85; // texts of a drawing that is fitted stay readable
 const THICKEST = 7;
 
 // Places boxes { id, width, height } and arrows { from, to, label, share }. Each box gets x and y, its middle, each arrow
@@ -22,9 +22,17 @@ export function place(boxes, arrows, direction) {
     arrows.forEach((arrow, index) => {
         const edge = graph.edge(String(arrow.from), String(arrow.to), String(index));
         Object.assign(arrow, { points: edge.points, labelX: edge.x, labelY: edge.y });
+        if (direction === "LR") joinSides(arrow, graph.node(String(arrow.from)), graph.node(String(arrow.to)));
     });
     const { width, height } = graph.graph();
     return { width, height };
+}
+
+// From left to right an arrow leaves a box in the middle of its right side, and comes to the middle of the left one.
+function joinSides({ points }, from, to) {
+    if (from.x + from.width / 2 >= to.x - to.width / 2) return;
+    points[0] = { x: from.x + from.width / 2, y: from.y };
+    points[points.length - 1] = { x: to.x - to.width / 2, y: to.y };
 }
 
 const position = ({ x, y }) => ({ x, y });
@@ -41,10 +49,12 @@ export function drawArrow(arrow) {
     const length = 6 + width;
     const end = { x: tip.x - length * 0.8 * Math.cos(angle), y: tip.y - length * 0.8 * Math.sin(angle) };
     const path = line(({ x }) => x, ({ y }) => y).curve(curveBasis)([...arrow.points.slice(0, -1), end]);
+    const plate = textWidth(arrow.label, 11);
     return svg("g", { class: `arrow heat-${heatLevel(arrow.share)}`, "data-from": arrow.from, "data-to": arrow.to },
         svg("path", { class: "shaft", d: path, "stroke-width": width.toFixed(2) }),
         svg("path", { class: "tip", d: triangle(tip, angle, length) }),
-        arrow.label && svg("text", { class: "count", x: arrow.labelX, y: arrow.labelY + 4, "text-anchor": "middle" }, arrow.label),
+        svg("rect", { class: "plate", x: arrow.labelX - plate / 2, y: arrow.labelY - 7, width: plate, height: 14, rx: 3 }),
+        svg("text", { class: "count", x: arrow.labelX, y: arrow.labelY + 4, "text-anchor": "middle" }, arrow.label),
         svg("title", {}, arrow.title));
 }
 
@@ -71,7 +81,7 @@ export function zoomable({ width, height }, content, { label, focus }) {
     const frame = element("div", { class: "drawing-frame", tabindex: "0", role: "region", "aria-label": label, style: { "--natural": `${Math.ceil(height)}px` },
         onkeydown: (event) => moveByKey(event, frame, { surface, control, scaleBy, fit }) },
     element("div", { class: "zoom-buttons" }, button("+", "Zoom in", () => scaleBy(1.3)), button("−", "Zoom out", () => scaleBy(1 / 1.3)),
-        button("Fit", "Show all of it", () => fit(0))), picture);
+        button("Fit", "Fit: show all of it", () => fit(0))), picture);
     const start = new ResizeObserver(() => {
         if (picture.clientWidth === 0) return;
         start.disconnect();

@@ -24,7 +24,7 @@ function drawFlow(flow, count, show, chooseLine) {
     const boxes = [...kept].map((index) => makeBox(flow, index));
     const arrows = makeArrows(flow, kept, boxes);
     const size = place(boxes, arrows, "TB");
-    const detail = element("p", { class: "detail", role: "status" });
+    const detail = element("p", { class: "detail", role: "status" }, "Choose a block to see where it comes from and where it leads.");
     const entry = boxes.find(({ flags }) => flags & ENTRY) ?? boxes[0];
     const picture = zoomable(size, [arrows.map(drawArrow), boxes.map(drawBox)], { label: `Blocks and edges, ${plural(kept.size, "block")}`, focus: entry });
     const choose = (target) => {
@@ -78,15 +78,15 @@ function makeArrows({ e, b }, kept, boxes) {
 function drawBox({ id, x, y, width, height, title, number, share, marks, flags }) {
     const [left, top] = [-width / 2, -height / 2];
     const mark = (text, index) => svg("text", { class: "mark", x: width / 2 - 8 - index * 38, y: -5, "text-anchor": "end" }, text);
-    const label = `Block ${title}${marks.length ? ` (${marks.join(", ")})` : ""}: ${number}`;
+    const label = `Block at ${[title, ...marks, number].join(" ")}`;
     return svg("g", { class: `box heat-${heatLevel(share)} ${flags & ENTRY ? "entry" : ""} ${flags & EXIT ? "exit" : ""}`, transform: `translate(${x} ${y})`,
-        "data-block": id, tabindex: id < 0 ? undefined : "0", role: id < 0 ? undefined : "button", "aria-label": id < 0 ? undefined : label },
+        "data-block": id, tabindex: id < 0 ? undefined : "0", role: id < 0 ? undefined : "button" },
     svg("rect", { class: "face", x: left, y: top, width, height, rx: 6 }),
     flags & ENTRY ? svg("path", { class: "entry-mark", d: `M${-7},${top - 9}H7L0,${top - 1}Z` }) : null,
     flags & EXIT ? svg("line", { class: "exit-mark", x1: left + 8, x2: -left - 8, y1: -top + 4, y2: -top + 4 }) : null,
     number && svg("rect", { class: "level", x: left + 6, y: -top - 7, width: Math.max(1, (width - 12) * share), height: 3 }),
     svg("text", { class: "where", x: left + 10, y: number ? -5 : 4 }, title),
-    marks.slice().reverse().map(mark),
+    " ", marks.slice().reverse().map((text, index) => [mark(text, index), " "]),
     number && svg("text", { class: "count", x: left + 10, y: 11 }, number),
     svg("title", {}, label));
 }

@@ -27,8 +27,8 @@ export function heading(profile, id, view) {
     const tab = (name, title) => element("a", { href: functionAddress(profile, id, name), "aria-current": name === view ? "page" : undefined }, title);
     return element("header", { class: "heading" },
         element("p", { class: "sub" }, element("a", { href: listAddress() }, "Functions"), ` › number ${formatCount(id + 1)} of ${formatCount(profile.size)}`),
-        element("h1", { class: "stored", tabindex: "-1" }, visible(names[id]) || "(no name)"),
-        demangled[id] ? element("p", { class: "demangled" }, visible(demangled[id])) : null,
+        element("h1", { class: "stored", tabindex: names[id].length > LONGEST ? "0" : "-1" }, visible(names[id]) || "(no name)"),
+        demangled[id] ? element("p", { class: "demangled", tabindex: demangled[id].length > LONGEST ? "0" : undefined }, visible(demangled[id])) : null,
         element("p", { class: "place" }, file ? visible(line[id] >= 0 ? `${file}:${line[id]}` : file) : "no file"),
         element("nav", { class: "tabs", "aria-label": "Views of the function" }, tab("function", "Flow and lines"), tab("calls", "Call graph")));
 }
@@ -39,8 +39,8 @@ function figures(profile, id) {
     const figure = (label, text) => element("div", { class: "figure" }, element("dt", {}, label), element("dd", {}, text));
     return element("dl", { class: "figures" },
         figure("Share", formatShare(profile.share(id))),
-        functions.old_weight_share ? figure("Since the old profile", old === null ? "new" : formatChange(profile.share(id) - old / 100)) : null,
-        figure("Weight", formatCount(functions.weight[id])), figure("Entries", formatCount(functions.entries[id])),
+        functions.old_weight_share ? figure("Since the old profile", old === null ? "new" : `${formatChange(profile.share(id) - old / 100)} points`) : null,
+        profile.measured === "weight" && figure("Weight", formatCount(functions.weight[id])), figure("Entries", formatCount(functions.entries[id])),
         figure("Edges", formatCount(functions.edges[id])), figure("Edges taken", formatCount(functions.edge_counts[id])),
         figure("Call sites", formatCount(functions.calls[id])));
 }

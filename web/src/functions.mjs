@@ -8,20 +8,24 @@ const ROWS_BEYOND = 8; // drawn above and below what is in sight
 const MOST_ROWS = 500000; // browsers can't draw elements of any height
 const PRINTED_ROWS = 100;
 
+export const COUNT_TITLES = { weight: "Weight", entries: "Entries", edges: "Edges", edge_counts: "Edges taken", calls: "Call sites" };
+
 // Each column: its key in the address, its title, what it sorts by, what it shows. `less` sorts upwards at first.
 function columnsOf(profile) {
     const { functions } = profile;
-    const count = (key, title) => ({ key, title, number: true, compare: (a, b) => compareCounts(functions[key][a], functions[key][b]),
+    const count = (key) => ({ key, title: COUNT_TITLES[key], number: true, compare: (a, b) => compareCounts(functions[key][a], functions[key][b]),
         show: (id) => formatCount(functions[key][id]) });
     const text = (key, title, of, show) => ({ key, title, upwards: true, compare: (a, b) => (of(a) < of(b) ? -1 : of(a) > of(b) ? 1 : 0), show });
     const columns = [
-        { ...count("weight", "Weight"), show: (id) => [formatCount(functions.weight[id]), bar(profile.weights[id] / (profile.weights[0] || 1))] },
+        { ...count("weight"), title: COUNT_TITLES[profile.measured], show: (id) => [formatCount(functions.weight[id]), bar(profile.weights[id] / (profile.weights[0] || 1))] },
         { key: "share", title: "Share", number: true, compare: (a, b) => compareCounts(functions.weight[a], functions.weight[b]),
             show: (id) => formatShare(profile.share(id)) },
         text("name", "Function", (id) => functions.names[id], (id) => nameCell(profile, id)),
         text("file", "File", (id) => profile.file(id), (id) => visible(profile.place(id), LONGEST)),
-        count("entries", "Entries"), count("edges", "Edges"), count("edge_counts", "Edges taken"), count("calls", "Call sites"),
+        ...["entries", "edges", "edge_counts", "calls"].filter((key) => key !== profile.measured).map(count),
     ];
+    const widths = ["150px", "84px", "minmax(220px, 2.2fr)", "minmax(110px, 1fr)"];
+    columns.forEach((column, index) => { column.width = widths[index] ?? "116px"; });
     if (functions.old_weight_share) columns.push(changeColumn(profile));
     return columns;
 }
@@ -29,7 +33,7 @@ function columnsOf(profile) {
 function changeColumn(profile) {
     const old = profile.functions.old_weight_share;
     const change = (id) => profile.share(id) - (old[id] ?? 0) / 100;
-    return { key: "change", title: "Change", number: true, compare: (a, b) => change(a) - change(b),
+    return { key: "change", title: "Change", width: "90px", number: true, compare: (a, b) => change(a) - change(b),
         show: (id) => (old[id] === null ? "new" : formatChange(change(id))) };
 }
 
@@ -114,7 +118,7 @@ export class FunctionsTable {
             this.columns_.map(({ key, title }) => element("option", { value: key }, title)));
         this.headers_ = this.columns_.map((column) => this.header_(column));
         this.body_ = element("div", { class: "rows", role: "rowgroup" });
-        this.grid_ = element("div", { class: `grid ${this.columns_.length > 8 ? "compared" : ""}`, role: "grid", tabindex: "0", "aria-label": "Functions",
+        this.grid_ = element("div", { class: "grid", style: { "--columns": this.columns_.map(({ width }) => width).join(" ") }, role: "grid", tabindex: "0", "aria-label": "Functions",
             "aria-colcount": this.columns_.length, onscroll: () => this.draw_(), onkeydown: (event) => this.gridKey_(event),
             onfocus: () => this.mark_() },
         element("div", { class: "row head", role: "row", "aria-rowindex": "1" }, this.headers_), this.body_);

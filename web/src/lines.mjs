@@ -109,7 +109,7 @@ function drawLines(profile, model, redraw) {
 }
 
 function drawGap({ length }, open) {
-    return element("li", { class: "gap" }, element("button", { type: "button", onclick: open }, `⋯ ${plural(length, "line")} that did not run`));
+    return element("li", { class: "gap" }, element("button", { type: "button", onclick: open }, `⋯ ${plural(length, "line")} without counts`));
 }
 
 function drawLine(profile, model, { line, apart }) {

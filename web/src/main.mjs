@@ -2,7 +2,7 @@
 import { functionAddress, listAddress, readAddress } from "./address.mjs";
 import { showAbout } from "./about.mjs";
 import { showCalls } from "./calls.mjs";
-import { Profile } from "./data.mjs";
+import { baseName, Profile } from "./data.mjs";
 import { element, nextFrame } from "./dom.mjs";
 import { printDrawingsWhole } from "./drawing.mjs";
 import { FunctionsTable } from "./functions.mjs";
@@ -70,7 +70,7 @@ class App {
     }
 
     title_({ view, id }) {
-        const database = visible(this.profile_.overview.databases[0] ?? "");
+        const database = visible(baseName(this.profile_.overview.databases[0] ?? ""));
         const name = view === "function" || view === "calls" ? visible(this.profile_.functions.names[id] ?? "", 80) : view;
         return `${name} – ${database} – edgescope`;
     }
@@ -122,6 +122,7 @@ async function run() {
     }
     document.getElementById("loading")?.remove();
     await nextFrame();
+    performance.mark("first view");
     document.documentElement.dataset.ready = "true";
 }
 

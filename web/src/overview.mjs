@@ -3,6 +3,7 @@ import { functionAddress, listAddress } from "./address.mjs";
 import { concentrationCard } from "./concentration.mjs";
 import { baseName } from "./data.mjs";
 import { bar, element } from "./dom.mjs";
+import { COUNT_TITLES } from "./functions.mjs";
 import { formatChange, formatCount, formatShare, formatShort, largest, plural, visible } from "./text.mjs";
 
 const LONGEST = 300;
@@ -39,19 +40,20 @@ function keyFigures({ runs, totals }) {
 function hottestCard(profile) {
     const { overview, functions } = profile;
     const top = largest(overview.hottest.map((id) => profile.share(id)));
+    const other = profile.measured === "entries" ? "edge_counts" : "entries";
     const row = (id) => element("tr", {},
         element("td", { class: "name" }, functionLink(profile, id), place(profile, id)),
         element("td", { class: "number" }, formatShare(profile.share(id))),
         element("td", { class: "bar-cell" }, bar(profile.share(id) / top)),
         element("td", { class: "number wide" }, formatCount(functions.weight[id])),
-        element("td", { class: "number wide" }, formatCount(functions.entries[id])));
+        element("td", { class: "number wide" }, formatCount(functions[other][id])));
     return element("section", { class: "card hottest", "aria-labelledby": "hottest-title" },
         element("h2", { id: "hottest-title" }, "Hottest functions"),
         element("table", {},
             element("thead", {}, element("tr", {}, element("th", { scope: "col" }, "Function"),
                 element("th", { scope: "col", class: "number", colspan: "2" }, "Share"),
-                element("th", { scope: "col", class: "number wide" }, "Weight"),
-                element("th", { scope: "col", class: "number wide" }, "Entries"))),
+                element("th", { scope: "col", class: "number wide" }, COUNT_TITLES[profile.measured]),
+                element("th", { scope: "col", class: "number wide" }, COUNT_TITLES[other]))),
             element("tbody", {}, overview.hottest.map(row))),
         element("p", { class: "more" }, element("a", { href: listAddress() }, `All ${plural(profile.size, "function")}`)));
 }

@@ -42,14 +42,14 @@ export const compareCounts = (a, b) => {
     return left < right ? -1 : left > right ? 1 : 0;
 };
 
-// Characters that can't be seen, or turn the order of others around, are shown by their numbers.
+// Characters that can't be seen, or turn the order of others around, are shown by their numbers; so are spaces alone.
 export function visible(text, longest = Infinity) {
     const cut = text.length > longest ? `${text.slice(0, longest)}…` : text;
-    return cut.replace(invisible, (character) => `⟨${codePoint(character)}⟩`);
+    return cut.replace(/^\s+$/.test(cut) ? /./gsu : invisible, (character) => `⟨${codePoint(character)}⟩`);
 }
 
 // As `visible`, for lines of a source, which hold tabs
-export const visibleSource = (text) => text.split("\t").map((part) => visible(part)).join("\t");
+export const visibleSource = (text) => text.replace(/[^\t]+/g, (part) => (part.trim() ? visible(part) : part));
 
 const codePoint = (character) => `U+${character.codePointAt(0).toString(16).toUpperCase().padStart(4, "0")}`;
 
