@@ -16,7 +16,7 @@ import time
 INSIDE = "EDGEFOLD_FLEET_TEST_INSIDE"
 PROGRAMS = ("unshare", "ip", "mount", "munged", "slurmctld", "slurmd", "sbatch", "sshd", "ssh-keygen", "ssh",
             "dask-scheduler", "dask-worker", "parallel", "make", "script", "ss")
-TIME_LIMIT = 120
+TIME_LIMIT = 300  # for machines with much else to do
 
 
 def enter_namespaces():
@@ -189,7 +189,7 @@ class SshHosts(Servers):
                 (port, place, place, path))
             config += ("Host %s\n HostName 127.0.0.1\n Port %d\n IdentityFile %s/key\n IdentitiesOnly yes\n"
                        " StrictHostKeyChecking no\n UserKnownHostsFile %s/known\n LogLevel ERROR\n"
-                       " ConnectTimeout 5\n" % (node, port, place, place))
+                       " ConnectTimeout 60\n" % (node, port, place, place))
             self.bring_up(node)
             wait_until(lambda port=port: listens(port), "sshd")
         (place / "ssh_config").write_text(config)
