@@ -27,6 +27,23 @@ class Installation(unittest.TestCase):
         run(["cmake", "--install", PROJECT / "build/release", "--prefix", place])
         self.assertEqual(files(unpacked_archive()), files(place))
 
+    def test_the_programs_of_the_archive_need_no_library(self):
+        programs = sorted((unpacked_archive() / "bin").iterdir())
+        self.assertEqual([program.name for program in programs],
+                         ["callgrind2edges", "check_edges", "edgefold", "edgescope", "perf2edges"])
+        for program in programs:
+            with self.subTest(program.name):
+                headers, _ = run(["readelf", "--wide", "--program-headers", "--dynamic", program])
+                self.assertNotIn("INTERP", headers)
+                self.assertNotIn("(NEEDED)", headers)
+                if program.name != "edgefold":
+                    self.assertIn("Usage:", run([program, "--help"], env={})[0])
+
+    def test_the_scripts_of_the_archive_can_be_run(self):
+        scripts = unpacked_archive() / "share/edgefold-producers/fleet"
+        self.assertTrue(os.access(scripts / "merge-group", os.X_OK))
+        self.assertFalse(os.access(scripts / "Makefile", os.X_OK))
+
     def test_neither_holds_a_package_information_file(self):
         self.assertEqual([name for name in files(unpacked_archive()) if "package_" in name], [])
         self.assertFalse((PROJECT / "build/share").exists())
