@@ -3,7 +3,7 @@
 # Bash passes the command, the word to complete and the word in front of it.
 _edge_files() {
     local common='--help --version'
-    local converter="--library --debug-file --root --scale $common"
+    local converter="--cut-like --library --debug-file --root --scale $common"
     COMPREPLY=()
     case $3 in
         --scale | --max-lost) return ;;
@@ -19,7 +19,7 @@ _edge_files() {
         return
     fi
     case ${1##*/} in
-        callgrind2edges) mapfile -t COMPREPLY < <(compgen -W "--cut-like --unfinished $converter" -- "$2") ;;
+        callgrind2edges) mapfile -t COMPREPLY < <(compgen -W "--unfinished $converter" -- "$2") ;;
         perf2edges) mapfile -t COMPREPLY < <(compgen -W "$converter" -- "$2") ;;
         check_edges) mapfile -t COMPREPLY < <(compgen -W "--max-lost $common" -- "$2") ;;
     esac
