@@ -138,6 +138,22 @@ CLI::App* add_compare(CLI::App& app, CommandLine& line) {
     return compare;
 }
 
+void add_program_option(CLI::App& command, std::string& program) {
+    CLI::Option* const option =
+        command.add_option("--program", program,
+                           "llvm: take lines and inlined functions from the program FILE that ran");
+    option->option_text("FILE");
+#ifdef EDGESCOPE_READS_PROGRAMS
+    option->check(CLI::ExistingFile);
+#else
+    option->check(CLI::Validator(
+        [](std::string&) {
+            return std::string("this edgescope is built without what reads programs");
+        },
+        ""));
+#endif
+}
+
 CLI::App* add_export(CLI::App& app, CommandLine& line) {
     std::string formats = "Formats:\n";
     std::vector<std::string> names;
@@ -154,13 +170,7 @@ CLI::App* add_export(CLI::App& app, CommandLine& line) {
         ->check(CLI::IsMember(names));
     command->add_option("--function", options.function, "dot: draw the flow of the function NAME")
         ->option_text("NAME");
-#ifdef EDGESCOPE_READS_PROGRAMS
-    command
-        ->add_option("--program", options.program,
-                     "llvm: take lines and inlined functions from the program FILE that ran")
-        ->option_text("FILE")
-        ->check(CLI::ExistingFile);
-#endif
+    add_program_option(*command, options.program);
     add_percent(*command, "--min-share", options.min_share, "dot: leave out smaller shares");
     command
         ->add_option("--sources", options.sources, "lcov, callgrind: find source files below DIR")

@@ -85,7 +85,7 @@ bool export_llvm(const Profile& profile, const ExportOptions& options, Output& o
 #ifdef EDGESCOPE_READS_PROGRAMS
     if (!options.program.empty()) return export_llvm_of_program(profile, options.program, output);
 #else
-    (void)options;  // there is no such option
+    (void)options;  // refused on the command line
 #endif
     // One function may stand in several files, and LLVM knows it by its name alone.
     std::uint64_t unwritten = 0, without_lines = 0;

@@ -31,8 +31,11 @@ static int run_command(const CommandLine& line, Output& output) {
 
 int main(int argument_count, char** arguments) {
     prepare_streams();
+    std::vector<const char*> texts;
+    const std::vector<std::string> words = utf8_arguments(argument_count, arguments);
+    for (const std::string& word : words) texts.push_back(word.c_str());
     CommandLine line;
-    const int early_status = parse_command_line(argument_count, arguments, line);
+    const int early_status = parse_command_line(static_cast<int>(texts.size()), texts.data(), line);
     if (early_status >= 0) return early_status;
     try {
         Output output(line.output);

@@ -20,7 +20,7 @@ static std::string last_component(const std::string& path) {
 }
 
 // The number of components at the end of both paths that agree.
-static long common_components(const std::string& a, const std::string& b) {
+static std::ptrdiff_t common_components(const std::string& a, const std::string& b) {
     const auto [end_a, end_b] = std::mismatch(a.rbegin(), a.rend(), b.rbegin(), b.rend());
     const bool is_whole =
         (end_a == a.rend() || *end_a == '/') && (end_b == b.rend() || *end_b == '/');

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdio>
+#include <string>
+#include <vector>
 
 namespace edgescope {
 
@@ -10,6 +12,9 @@ bool is_terminal(std::FILE* stream);
 
 // Lets the terminal understand colours; false if it can't.
 bool enable_colour(std::FILE* stream);
+
+// The arguments of `main`, in UTF-8.
+std::vector<std::string> utf8_arguments(int argument_count, const char* const* arguments);
 
 // Lets the program write bytes as they stand, and text in UTF-8.
 void prepare_streams();

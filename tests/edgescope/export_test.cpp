@@ -7,7 +7,6 @@ namespace {
 using test_support::ProgramRun;
 using test_support::Rows;
 using test_support::small_profile;
-using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -91,19 +90,6 @@ TEST_F(Export, what_an_edge_file_cannot_bring_back_is_told) {
         "edgescope: warning: an edge file is one run: 5 runs come back as 1\n");
 }
 
-TEST_F(Export, the_call_graph_is_a_graph) {
-    database("a.db", small_profile);
-    const std::string graph = exported("dot", {"--demangle", "a.db"});
-    EXPECT_THAT(graph, HasSubstr("n0 [label=\"g(int)\nB.C\n10 (25.00 %)\""));
-    EXPECT_THAT(graph, HasSubstr("n1 [label=\"f\nA.C\n30 (75.00 %)\""));
-    EXPECT_THAT(graph, HasSubstr("n1 -> n0 [label=\"10\""));
-    write("graph.dot", graph);
-    const ProgramRun dot = system("/usr/bin/dot", {"-Tplain", "graph.dot"});
-    EXPECT_EQ(dot.exit_status, 0) << dot;
-    EXPECT_EQ(dot.standard_error, "");
-    EXPECT_THAT(dot.standard_output, HasSubstr("edge n1 n0 "));
-}
-
 TEST_F(Export, the_call_graph_is_pruned_by_share) {
     database("a.db", std::string(small_profile) +
                          "; INSERT INTO sf_functions VALUES (3, 'cold', 1, 1, 0);"
@@ -112,54 +98,11 @@ TEST_F(Export, the_call_graph_is_pruned_by_share) {
     EXPECT_THAT(exported("dot", {"--min-share", "10", "a.db"}), Not(HasSubstr("cold")));
 }
 
-TEST_F(Export, a_functions_flow_is_a_graph) {
-    database("a.db", small_profile);
-    const std::string graph = exported("dot", {"--function", "f", "a.db"});
-    EXPECT_THAT(graph, HasSubstr("b0_10 [label=\"line 10\\n0x10\\n30\", style=bold];"));
-    EXPECT_THAT(graph, HasSubstr("b0_20 [label=\"line 11\\n0x20\\n90\", peripheries=2];"));
-    EXPECT_THAT(graph, HasSubstr("b0_20 -> b0_20 [label=\"60\""));
-    write("graph.dot", graph);
-    const ProgramRun dot = system("/usr/bin/dot", {"-Tplain", "graph.dot"});
-    EXPECT_EQ(dot.exit_status, 0) << dot;
-    EXPECT_THAT(dot.standard_output, HasSubstr("edge b0_20 b0_20 "));
-    EXPECT_EQ(scope({"export", "--to", "dot", "--function", "h", "a.db"}).exit_status, 2);
-}
-
-TEST_F(Export, graphviz_takes_the_graphs_of_a_real_program) {
-    merge_example("gtest-run1.csv", "a.db");
-    write("graph.dot", exported("dot", {"--min-share", "1", "a.db"}));
-    EXPECT_EQ(system("/usr/bin/dot", {"-Tsvg", "-o", "graph.svg", "graph.dot"}).standard_error, "");
-    EXPECT_THAT(read("graph.svg"), HasSubstr("</svg>"));
-}
-
-TEST_F(Export, callgrind_annotate_prints_the_counts) {
-    database("a.db", small_profile);
-    write("callgrind.out", exported("callgrind", {"--demangle", "a.db"}));
-    const ProgramRun run = system("/usr/bin/callgrind_annotate",
-                                  {"--tree=calling", "--inclusive=yes", "callgrind.out"});
-    EXPECT_EQ(run.exit_status, 0) << run;
-    EXPECT_EQ(run.standard_error, "");
-    // f: its first block 30 times, the loop's 90 times; g: two blocks, 10 times each.
-    EXPECT_THAT(run.standard_output, AllOf(HasSubstr("140 (100.0%)  PROGRAM TOTALS"),
-                                           HasSubstr("140 (100.0%)  *  SRC/A.C:f"),
-                                           HasSubstr(" 20 (14.29%)  >   B.C:g(int) (10x)")));
-}
-
 TEST_F(Export, callgrind_gets_lines_and_jumps) {
     database("a.db", small_profile);
     EXPECT_THAT(exported("callgrind", {"a.db"}),
                 HasSubstr("\nfl=SRC/A.C\nfn=f\n10 30\n11 90\njump=30 11\n10\njump=60 11\n11\n"
                           "cfi=B.C\ncfn=_Z1gi\ncalls=10 4\n12 20\n"));
-}
-
-TEST_F(Export, callgrind_annotate_takes_a_real_program) {
-    merge_example("fasttree.csv", "a.db");
-    write("callgrind.out", exported("callgrind", {"a.db"}));
-    const ProgramRun run = system("/usr/bin/callgrind_annotate", {"--auto=no", "callgrind.out"});
-    EXPECT_EQ(run.exit_status, 0) << run;
-    EXPECT_EQ(run.standard_error, "");
-    EXPECT_THAT(run.standard_output,
-                HasSubstr("2,337,262 (41.62%)  FASTTREE/FASTTREE.C:PairLogLk"));
 }
 
 TEST_F(Export, a_tracefile_has_lines_functions_and_branches) {
@@ -174,24 +117,6 @@ TEST_F(Export, a_tracefile_has_lines_functions_and_branches) {
               "TN:\nSF:A.C\nFN:9,f\nFNDA:30,f\nFNF:1\nFNH:1\n"
               "BRDA:10,0,0,20\nBRDA:10,0,1,0\nBRF:2\nBRH:1\n"
               "DA:9,30\nDA:10,20\nDA:11,20\nDA:12,0\nDA:13,5\nLF:5\nLH:4\nend_of_record\n");
-}
-
-TEST_F(Export, genhtml_shows_the_counts_without_a_warning) {
-    database("a.db", small_profile);
-    std::string source;
-    for (int line = 1; line <= 20; ++line) source += "int v" + std::to_string(line) + ";\n";
-    write("tree/src/a.c", source);
-    write("tree/other/b.c", source);
-    write("tree/other/a.c", "");
-    write("a.info", exported("lcov", {"--sources", "tree", "a.db"}));
-    EXPECT_THAT(read("a.info"),
-                AllOf(HasSubstr("SF:tree/src/a.c\n"), HasSubstr("SF:tree/other/b.c\n")));
-    const ProgramRun run =
-        system("/usr/bin/genhtml", {"--branch-coverage", "-o", "html", "a.info"});
-    EXPECT_EQ(run.exit_status, 0) << run;
-    EXPECT_EQ(run.standard_error, "");
-    EXPECT_THAT(run.standard_output, Not(HasSubstr("arning")));
-    EXPECT_THAT(read("html/src/a.c.gcov.html"), HasSubstr("         90 : int v11;"));
 }
 
 TEST_F(Export, a_flat_profile_has_lines_from_the_functions_first_and_call_targets) {
@@ -211,18 +136,6 @@ TEST_F(Export, a_flat_profile_has_base_discriminators) {
     database("a.db", std::string(small_profile) + "; UPDATE sf_edges SET sf_from_discr = 6");
     EXPECT_THAT(exported("llvm", {"a.db"}),
                 HasSubstr("f:130:30\n 1.3: 30\n 2: 90\n 3: 10 _Z1gi:10\n"));
-}
-
-TEST_F(Export, llvm_takes_the_profile_of_a_real_program) {
-    merge_example("minigzip.csv", "a.db");
-    const ProgramRun exporting = scope({"export", "--to", "llvm", "-o", "a.prof", "a.db"});
-    EXPECT_EQ(exporting.exit_status, 0);
-    const ProgramRun show = system("/usr/bin/llvm-profdata",
-                                   {"show", "--sample", "--function=longest_match", "a.prof"});
-    EXPECT_EQ(show.exit_status, 0) << show;
-    EXPECT_EQ(show.standard_error, "");
-    EXPECT_THAT(show.standard_output,
-                AllOf(StartsWith("Function: longest_match: "), HasSubstr("96: 3330010192\n")));
 }
 
 TEST_F(Export, functions_without_relative_lines_have_their_entries_alone) {
