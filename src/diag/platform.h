@@ -20,9 +20,12 @@ std::optional<std::string> wide_to_utf8(std::wstring_view text);
 // True if `path` (UTF-8) names something that exists and may be read. A directory counts.
 bool can_read(const char* path);
 
-// True if `path` (UTF-8) leads to a pipe, a socket or a device: what has no bytes to come back to,
-// and may let who opens it wait for ever.
-bool is_special_file(const char* path);
+// What a path leads to. A stream is a pipe or a socket. Streams and devices have no bytes to come
+// back to, and opening one may wait for ever.
+enum class FileKind { ordinary, stream, device };
+
+// The kind of what `path` (UTF-8) leads to; ordinary for a directory and for what isn't there.
+FileKind kind_of_file(const char* path);
 
 // Opens a file for reading its bytes as they stand; null if that isn't possible. The caller closes
 // the stream with `std::fclose`.

@@ -106,10 +106,12 @@ std::optional<std::string> wide_to_utf8(std::wstring_view text) {
 
 bool can_read(const char* path) { return access(path, R_OK) == 0; }
 
-bool is_special_file(const char* path) {
+FileKind kind_of_file(const char* path) {
     struct stat status {};
-    if (stat(path, &status) != 0) return false;
-    return !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+    if (stat(path, &status) != 0) return FileKind::ordinary;
+    if (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode)) return FileKind::stream;
+    if (S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode)) return FileKind::device;
+    return FileKind::ordinary;
 }
 
 std::FILE* open_for_reading(const char* path) { return std::fopen(path, "rb"); }

@@ -82,16 +82,17 @@ bool can_read(const char* path) {
     return (wide ? _waccess(wide->c_str(), read_mode) : _access(path, read_mode)) == 0;
 }
 
-bool is_special_file(const char* path) {
+FileKind kind_of_file(const char* path) {
     const std::optional<std::wstring> wide = utf8_to_wide(path);
-    if (!wide) return false;
+    if (!wide) return FileKind::ordinary;
     constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     const HANDLE file = CreateFileW(wide->c_str(), FILE_READ_ATTRIBUTES, share, nullptr,
                                     OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return false;
+    if (file == INVALID_HANDLE_VALUE) return FileKind::ordinary;
     const DWORD type = GetFileType(file);
     CloseHandle(file);
-    return type == FILE_TYPE_CHAR || type == FILE_TYPE_PIPE;
+    if (type == FILE_TYPE_PIPE) return FileKind::stream;
+    return type == FILE_TYPE_CHAR ? FileKind::device : FileKind::ordinary;
 }
 
 std::FILE* open_for_reading(const char* path) { return open_in_mode(path, "rb"); }

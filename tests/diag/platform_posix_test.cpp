@@ -79,24 +79,24 @@ TEST(PlatformLimits, soft_limit_of_open_files_is_raised_to_the_hard_one) {
     EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
 }
 
-TEST(PlatformSpecialFile, pipes_and_devices_are_special) {
+TEST(PlatformFileKind, pipes_are_streams_and_devices_are_devices) {
     const ScratchDirectory directory;
     const std::string pipe = directory.path("pipe");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    EXPECT_TRUE(is_special_file(pipe.c_str()));
+    EXPECT_EQ(kind_of_file(pipe.c_str()), FileKind::stream);
     std::filesystem::create_symlink("pipe", directory.path("link"));
-    EXPECT_TRUE(is_special_file(directory.path("link").c_str()));
-    EXPECT_TRUE(is_special_file("/dev/null"));
+    EXPECT_EQ(kind_of_file(directory.path("link").c_str()), FileKind::stream);
+    EXPECT_EQ(kind_of_file("/dev/null"), FileKind::device);
 }
 
-TEST(PlatformSpecialFile, files_directories_and_what_is_not_there_are_not) {
+TEST(PlatformFileKind, files_directories_and_what_is_not_there_are_ordinary) {
     const ScratchDirectory directory;
     const std::string file = directory.write("file", "");
-    EXPECT_FALSE(is_special_file(file.c_str()));
-    EXPECT_FALSE(is_special_file(directory.path().c_str()));
-    EXPECT_FALSE(is_special_file(directory.path("gone").c_str()));
+    EXPECT_EQ(kind_of_file(file.c_str()), FileKind::ordinary);
+    EXPECT_EQ(kind_of_file(directory.path().c_str()), FileKind::ordinary);
+    EXPECT_EQ(kind_of_file(directory.path("gone").c_str()), FileKind::ordinary);
     std::filesystem::create_symlink("file", directory.path("link"));
-    EXPECT_FALSE(is_special_file(directory.path("link").c_str()));
+    EXPECT_EQ(kind_of_file(directory.path("link").c_str()), FileKind::ordinary);
 }
 
 constexpr rlim_t wanted_stack = 128 * 1024 * 1024;

@@ -6,6 +6,10 @@
 #include "hotpath/database/merge.h"
 
 namespace hotpath {
+
+using diag::platform::FileKind;
+using diag::platform::kind_of_file;
+
 namespace {
 
 void trace_open_failure(const char* path, const char* reason) {
@@ -25,7 +29,9 @@ DbOpenResult incompatible(const char* path) {
 // and read from a device what can't be read again.
 DbOpenResult SampleDB::open_writable(FunctionRecordSet* record_set, const char* path) {
     m_record_set = record_set;
-    if (diag::platform::is_special_file(path)) return incompatible(path);
+    const FileKind kind = kind_of_file(path);
+    if (kind == FileKind::stream) return DbOpenCannotOpen;
+    if (kind == FileKind::device) return incompatible(path);
     const DbOpenResult existing = open(path, OpenMode::ReadWrite);
     if (existing == DbOpenSchemaError) return DbOpenSchemaError;
     if (existing == DbOpenOk) {
@@ -44,7 +50,7 @@ DbOpenResult SampleDB::open_writable(FunctionRecordSet* record_set, const char* 
 }
 
 DbOpenResult SampleDB::open_readonly(const char* path) {
-    if (diag::platform::is_special_file(path)) return DbOpenIncompatible;
+    if (kind_of_file(path) != FileKind::ordinary) return DbOpenIncompatible;
     const DbOpenResult result = open(path, OpenMode::ReadOnly);
     if (result != DbOpenOk) return result;
     m_schema.read_db_version();

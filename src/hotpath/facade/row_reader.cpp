@@ -315,7 +315,8 @@ const std::string& RowReader::error() const { return connection_->error; }
 
 bool RowReader::open(const std::string& path) {
     // The opening would wait for a pipe's writer.
-    if (diag::platform::is_special_file(path.c_str())) return connection_->fail("is no file");
+    if (diag::platform::kind_of_file(path.c_str()) != diag::platform::FileKind::ordinary)
+        return connection_->fail("is no file");
     return connection_->open(path) && connection_->execute("BEGIN") &&
            connection_->check_versions();
 }
