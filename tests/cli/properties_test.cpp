@@ -61,7 +61,8 @@ protected:
                     number(random, 32) + "," + function(from) + "," +
                     test_support::hex_text(random.bits()) + "," + file(to) + "," +
                     number(random, 32) + "," + function(to) + "," + number(random, 63);
-            for (const unsigned bits : {32, 32, 16, 16, 16, 16}) text += "," + number(random, bits);
+            for (const unsigned bits : {32U, 32U, 16U, 16U, 16U, 16U})
+                text += "," + number(random, bits);
             text += "\n";
         }
         return text;

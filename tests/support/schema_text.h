@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -33,7 +34,7 @@ inline constexpr std::array<std::string_view, 13> schema = {
 template <class... Numbers>
 std::string schema_sql(Numbers... numbers) {
     std::string sql;
-    ((sql.append(schema[numbers]).append(";")), ...);
+    ((sql.append(schema[static_cast<std::size_t>(numbers)]).append(";")), ...);
     return sql;
 }
 

@@ -7,7 +7,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
-#include <stop_token>
 #include <thread>
 
 namespace hotpath {
@@ -17,16 +16,27 @@ namespace hotpath {
 class Interrupter {
 public:
     Interrupter(sqlite3* connection, std::chrono::steady_clock::time_point time)
-        : thread_([connection, time](const std::stop_token& stop) {
-              std::mutex mutex;
-              std::condition_variable_any condition;
-              std::unique_lock lock(mutex);
-              condition.wait_until(lock, stop, time, [] { return false; });
-              if (!stop.stop_requested()) sqlite3_interrupt(connection);
+        : thread_([this, connection, time] {
+              std::unique_lock lock(mutex_);
+              const bool is_over = ended_.wait_until(lock, time, [this] { return is_over_; });
+              if (!is_over) sqlite3_interrupt(connection);
           }) {}
+    Interrupter(const Interrupter&) = delete;
+    Interrupter& operator=(const Interrupter&) = delete;
+    ~Interrupter() {
+        {
+            const std::lock_guard lock(mutex_);
+            is_over_ = true;
+        }
+        ended_.notify_one();
+        thread_.join();
+    }
 
 private:
-    std::jthread thread_;
+    std::mutex mutex_;
+    std::condition_variable ended_;
+    bool is_over_ = false;
+    std::thread thread_;  // the last one, since it uses the others
 };
 
 }  // namespace hotpath
