@@ -10,7 +10,7 @@ import puppeteer from "puppeteer-core";
 const AXE = readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
 const OPTIONS = ["--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
     "--disable-component-update", "--disable-sync"];
-const PATIENCE = 30000; // for machines that do much else
+const PATIENCE = 90000; // for machines that do much else
 
 export class Browser {
     static async start() {

@@ -7,7 +7,7 @@ import { formatCount, formatShare } from "./text.mjs";
 const SHARES = [0.5, 0.9, 0.99];
 const WIDTH = 460;
 const HEIGHT = 220;
-const EDGE = { left: 46, right: 14, top: 14, bottom: 34 };
+const EDGE = { left: 54, right: 14, top: 14, bottom: 34 };
 const MOST_POINTS = 400;
 
 export function concentrationCard(profile) {

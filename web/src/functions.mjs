@@ -57,13 +57,16 @@ class Selection {
     }
 
     matching(query, column, descending) {
-        const order = this.order_(column);
-        const words = query.toLowerCase().split(/\s+/).filter(Boolean);
-        let ids = order;
+        const wanted = query.toLowerCase();
+        const words = wanted.split(/\s+/).filter(Boolean);
+        // What is typed behind a text finds less, never more.
+        const goesOn = this.last_?.key === column.key && wanted.startsWith(this.last_.wanted);
+        let ids = goesOn ? this.last_.ids : this.order_(column);
         if (words.length > 0) {
             this.prepare();
-            ids = order.filter((id) => words.every((word) => this.texts_[id].includes(word)));
+            ids = ids.filter((id) => words.every((word) => this.texts_[id].includes(word)));
         }
+        this.last_ = { key: column.key, wanted, ids };
         return descending ? ids : ids.slice().reverse();
     }
 

@@ -80,12 +80,17 @@ function findingsCard(profile) {
     const item = (finding) => element("li", { class: `finding ${finding.severity}` },
         element("p", {}, element("span", { class: "badge" }, finding.severity), " ", visible(finding.text)),
         finding.advice && element("p", { class: "advice" }, visible(finding.advice)),
-        finding.worst.length > 0 && element("details", {},
-            element("summary", {}, `Most of it in ${plural(finding.worst.length, "function")}`),
-            element("ol", {}, finding.worst.map(worst))));
+        finding.worst.length > 0 && opening(`Most of it in ${plural(finding.worst.length, "function")}`, () => element("ol", {}, finding.worst.map(worst))));
     return element("section", { class: "card findings", "aria-labelledby": "findings-title" },
         element("h2", { id: "findings-title" }, "Findings of the check"),
         findings.length ? element("ul", {}, findings.map(item)) : element("p", {}, "The check found nothing."));
+}
+
+// Details whose content is made when they are opened
+function opening(summary, make) {
+    const details = element("details", { ontoggle: () => { if (details.childElementCount === 1) details.append(make()); } },
+        element("summary", {}, summary));
+    return details;
 }
 
 function overlapCard({ compare }) {
@@ -136,10 +141,9 @@ function movedCard(profile) {
 function findAll(profile, entries) {
     const ids = entries.map(() => -1);
     const wanted = new Map();
-    entries.forEach(([name, , file], index) => wanted.set(`${name}\0${file ?? ""}`, index));
+    entries.forEach(([name], index) => wanted.set(name, [...(wanted.get(name) ?? []), index]));
     profile.functions.names.forEach((name, id) => {
-        const index = wanted.get(`${name}\0${profile.file(id)}`);
-        if (index !== undefined) ids[index] = id;
+        for (const index of wanted.get(name) ?? []) if ((entries[index][2] ?? "") === profile.file(id)) ids[index] = id;
     });
     return ids;
 }
