@@ -88,6 +88,7 @@ float hex_float(std::string_view text) {
 #if defined(_LIBCPP_VERSION) && !defined(__cpp_lib_to_chars)
 // This C++ library reads no floats by `std::from_chars` yet. The way of C takes the locale's point.
 float decimal_float(std::string_view text) {
+    if (diag::is_space(text.front()) || text.front() == '+') return 0;  // strtof would skip these
     const std::string_view point = std::localeconv()->decimal_point;
     std::string copy(text.substr(0, text.find('\0')));
     if (point != ".") {
