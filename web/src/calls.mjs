@@ -28,7 +28,7 @@ function drawNeighbourhood(profile, graph, id, depth, draw) {
         title: `${names.get(from)} → ${names.get(to)}: ${formatCount(count)}` }));
     const size = place(boxes, arrows, "LR");
     const middle = boxes.find((box) => box.id === String(id));
-    const picture = zoomable(size, [arrows.map(drawArrow), boxes.map((box) => drawBox(profile, box, id))], { label: `Callers and callees, ${plural(boxes.length, "function")}`, focus: middle });
+    const picture = zoomable(size, [arrows.map(drawArrow), boxes.map((box) => drawBox(profile, box, id))], { label: `Callers and callees, ${plural(boxes.length, "function")}`, focus: middle, smallest: 0.65 });
     const nothing = boxes.length === 1 && arrows.length === 0;
     return [element("p", { class: "legend" },
         nothing ? "No call from or to this function was seen. " : `${plural(boxes.length, "function")}, ${plural(arrows.length, "call edge")}. `,

@@ -6,7 +6,6 @@ import { zoom, zoomIdentity } from "d3-zoom";
 import { element, svg } from "./dom.mjs";
 
 const MARGIN = 16;
-const SMALLEST_FIT = 0.85; // texts of a drawing that is fitted stay readable
 const THICKEST = 7;
 
 // Places boxes { id, width, height } and arrows { from, to, label, share }. Each box gets x and y, its middle, each arrow
@@ -66,9 +65,9 @@ function triangle(tip, angle, length) {
 // Five steps of colour. Small shares stay apart from each other: the steps follow the square root.
 export const heatLevel = (share) => Math.min(4, Math.floor(5 * Math.sqrt(Math.max(0, share))));
 
-// A frame with the drawing and its buttons. Dragging moves it, a wheel with Ctrl and two fingers zoom it; a plain wheel
+// A frame with the drawing and its buttons. At first all of it is shown, if its scale isn't below `smallest` then. Dragging moves it, a wheel with Ctrl and two fingers zoom it; a plain wheel
 // and one finger scroll the page, and a drag on a text selects it.
-export function zoomable({ width, height }, content, { label, focus }) {
+export function zoomable({ width, height }, content, { label, focus, smallest = 0.85 }) {
     const scene = svg("g", {}, content);
     const picture = svg("svg", { class: "drawing", role: "group", "aria-label": label }, scene);
     const control = zoom().scaleExtent([0.05, 4]).filter(movesDrawing)
@@ -85,7 +84,7 @@ export function zoomable({ width, height }, content, { label, focus }) {
     const start = new ResizeObserver(() => {
         if (picture.clientWidth === 0) return;
         start.disconnect();
-        fit(SMALLEST_FIT);
+        fit(smallest);
     });
     start.observe(picture);
     picture.setAttribute("data-size", `${Math.ceil(width)} ${Math.ceil(height)}`);
