@@ -50,6 +50,7 @@ std::string counted(std::uint64_t count, std::string_view noun) {
 }
 
 double percent(std::uint64_t part, std::uint64_t whole) {
+    if (part == whole && whole != 0) return 100;  // which rounding may miss
     return whole == 0 ? 0 : 100.0 * static_cast<double>(part) / static_cast<double>(whole);
 }
 

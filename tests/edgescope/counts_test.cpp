@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "edgescope/scope_fixture.h"
+#include "edgescope/texts.h"
 
 namespace {
 
@@ -40,6 +41,11 @@ TEST(Counts, a_number_that_no_count_can_be_becomes_the_nearest_one) {
     EXPECT_EQ(count_of(-1.0), 0U);
     EXPECT_EQ(count_of(-std::numeric_limits<double>::infinity()), 0U);
     EXPECT_EQ(count_of(std::numeric_limits<double>::quiet_NaN()), 0U);
+}
+
+// 100 times this number, rounded and divided by it again, isn't 100.
+TEST(Counts, the_whole_is_a_hundred_percent) {
+    EXPECT_EQ(edgescope::percent(907845112304022450, 907845112304022450), 100);
 }
 
 using test_support::ProgramRun;
