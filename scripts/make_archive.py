@@ -99,6 +99,9 @@ def main():
     parser.add_argument("--epoch", required=True, type=int)
     parser.add_argument("--part", nargs=3, action="append", default=[])
     options = parser.parse_args()
+    for part, _, where in options.part:
+        if not where.startswith("https://"):
+            parser.error("no address of the source of %s: %s" % (part, where))
     top = options.output.name.removesuffix(".tar.gz").removesuffix(".zip")
     paths = sorted(path for path in options.tree.rglob("*") if path.is_file())
     files = {"%s/%s" % (top, path.relative_to(options.tree).as_posix()): path.read_bytes() for path in paths}
