@@ -35,6 +35,15 @@ test("the overview shows the ten hottest functions and the sums of the database"
     await view.close();
 });
 
+test("the overview shows where most edges were taken", async () => {
+    const view = await browser.open(page);
+    const busiest = query(database, `SELECT sf_func_name AS name, SUM(e.sf_exec_count) AS taken FROM sf_edges e
+        JOIN sf_functions f ON f.sf_id = e.sf_from_func_id GROUP BY f.sf_id ORDER BY taken DESC LIMIT 10`);
+    assert.deepEqual(await view.texts(".busiest .stored"), busiest.map(({ name }) => name));
+    assert.deepEqual((await view.rows(".busiest")).map((row) => row[3]), busiest.map(({ taken }) => formatted(taken)));
+    await view.close();
+});
+
 test("the curve of concentration counts the functions that hold a share", async () => {
     const view = await browser.open(page);
     const counts = query(database, "SELECT sf_exec_count AS n FROM sf_functions ORDER BY n DESC").map(({ n }) => n);

@@ -4,10 +4,11 @@ import { concentrationCard } from "./concentration.mjs";
 import { baseName } from "./data.mjs";
 import { bar, element } from "./dom.mjs";
 import { COUNT_TITLES } from "./functions.mjs";
-import { formatChange, formatCount, formatShare, formatShort, largest, plural, visible } from "./text.mjs";
+import { compareCounts, formatChange, formatCount, formatShare, formatShort, largest, plural, visible } from "./text.mjs";
 
 const LONGEST = 300;
 const MOVED_AT_FIRST = 20;
+const HOTTEST = 10;
 
 export function showOverview(profile) {
     const { overview } = profile;
@@ -16,7 +17,7 @@ export function showOverview(profile) {
         element("p", { class: "sub" }, databases(overview)),
         keyFigures(overview),
         element("div", { class: `cards ${overview.compare ? "compared" : ""}` },
-            hottestCard(profile),
+            element("div", { class: "column" }, hottestCard(profile), profile.measured === "entries" && busiestCard(profile)),
             element("div", { class: "column" }, concentrationCard(profile), findingsCard(profile), overview.compare && overlapCard(overview)),
             overview.compare && movedCard(profile)));
 }
@@ -39,23 +40,51 @@ function keyFigures({ runs, totals }) {
 
 function hottestCard(profile) {
     const { overview, functions } = profile;
-    const top = largest(overview.hottest.map((id) => profile.share(id)));
     const other = profile.measured === "entries" ? "edge_counts" : "entries";
+    const columns = [[COUNT_TITLES[profile.measured], functions.weight], [COUNT_TITLES[other], functions[other]]];
+    return rankingCard(profile, { name: "hottest", title: "Hottest functions", ids: overview.hottest,
+        share: (id) => profile.share(id), columns });
+}
+
+// A function that is entered once may loop for the whole run: where the edges were taken is nearer to time.
+function busiestCard(profile) {
+    const { functions, overview } = profile;
+    const all = Number(overview.totals.edge_counts);
+    const ids = indexesOfLargest(functions.edge_counts, HOTTEST);
+    if (ids.length === 0) return null;
+    return rankingCard(profile, { name: "busiest", title: "Most edges taken", ids,
+        share: (id) => Number(functions.edge_counts[id]) / all,
+        columns: [["Edges taken", functions.edge_counts], ["Entries", functions.entries]] });
+}
+
+// The hottest functions by one measure: its share of all, and the counts of two columns
+function rankingCard(profile, { name, title, ids, share, columns }) {
+    const top = largest(ids.map(share));
     const row = (id) => element("tr", {},
         element("td", { class: "name" }, functionLink(profile, id), place(profile, id)),
-        element("td", { class: "number" }, formatShare(profile.share(id))),
-        element("td", { class: "bar-cell" }, bar(profile.share(id) / top)),
-        element("td", { class: "number wide" }, formatCount(functions.weight[id])),
-        element("td", { class: "number wide" }, formatCount(functions[other][id])));
-    return element("section", { class: "card hottest", "aria-labelledby": "hottest-title" },
-        element("h2", { id: "hottest-title" }, "Hottest functions"),
+        element("td", { class: "number" }, formatShare(share(id))),
+        element("td", { class: "bar-cell" }, bar(share(id) / top)),
+        columns.map(([, counts]) => element("td", { class: "number wide" }, formatCount(counts[id]))));
+    return element("section", { class: `card ranking ${name}`, "aria-labelledby": `${name}-title` },
+        element("h2", { id: `${name}-title` }, title),
         element("table", {},
             element("thead", {}, element("tr", {}, element("th", { scope: "col" }, "Function"),
                 element("th", { scope: "col", class: "number", colspan: "2" }, "Share"),
-                element("th", { scope: "col", class: "number wide" }, COUNT_TITLES[profile.measured]),
-                element("th", { scope: "col", class: "number wide" }, COUNT_TITLES[other]))),
-            element("tbody", {}, overview.hottest.map(row))),
+                columns.map(([heading]) => element("th", { scope: "col", class: "number wide" }, heading)))),
+            element("tbody", {}, ids.map(row))),
         element("p", { class: "more" }, element("a", { href: listAddress() }, `All ${plural(profile.size, "function")}`)));
+}
+
+// Where the largest counts above 0 stand, the largest first, of equal ones the first; in one pass
+function indexesOfLargest(counts, number) {
+    const found = [];
+    counts.forEach((count, index) => {
+        if (Number(count) === 0 || (found.length === number && compareCounts(count, counts[found.at(-1)]) <= 0)) return;
+        const after = found.findIndex((other) => compareCounts(count, counts[other]) > 0);
+        found.splice(after < 0 ? found.length : after, 0, index);
+        found.length = Math.min(found.length, number);
+    });
+    return found;
 }
 
 // The stored name as a link, the demangled one below it
