@@ -1,4 +1,5 @@
 // edgescope: what is in a sample database, is it sound, what changed, and put it to use.
+#include <algorithm>
 #include <new>
 
 #include "edgescope/command_line.h"
@@ -31,9 +32,10 @@ static int run_command(const CommandLine& line, Output& output) {
 
 int main(int argument_count, char** arguments) {
     prepare_streams();
-    std::vector<const char*> texts;
     const std::vector<std::string> words = utf8_arguments(argument_count, arguments);
-    for (const std::string& word : words) texts.push_back(word.c_str());
+    std::vector<const char*> texts(words.size());
+    std::transform(words.begin(), words.end(), texts.begin(),
+                   [](const std::string& word) { return word.c_str(); });
     CommandLine line;
     const int early_status = parse_command_line(static_cast<int>(texts.size()), texts.data(), line);
     if (early_status >= 0) return early_status;
