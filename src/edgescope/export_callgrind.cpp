@@ -1,6 +1,6 @@
 // A profile in the format of callgrind, for callgrind_annotate and KCachegrind. Its one event is
 // the running of a block. What calls cost with all that they lead to isn't sampled: it is estimated
-// from the costs of the functions called, divided by their entries.
+// from the costs of the functions called, divided by their entries from other functions.
 #include <algorithm>
 #include <string_view>
 #include <tuple>
@@ -24,9 +24,9 @@ std::uint32_t shown_line(std::uint32_t line) { return line == unknown_line ? 0 :
 // What a function's own blocks cost, by line.
 using LineCosts = std::vector<std::pair<std::uint32_t, std::uint64_t>>;
 
-LineCosts own_costs(const Function& function) {
+LineCosts own_costs(const Function& function, const std::vector<Block>& blocks) {
     LineCosts costs;
-    for (const Block& block : blocks_of(function))
+    for (const Block& block : blocks)
         costs.emplace_back(shown_line(block.position.line), block.count());
     // Without edges it is one block, for all that is known.
     if (function.edges.empty() && function.count != 0)
@@ -40,6 +40,19 @@ LineCosts own_costs(const Function& function) {
     return sums;
 }
 
+// How often a function was entered by itself. Its entry block is left as often as calls enter it,
+// which make up its count, and jumps back to it; of both, edges show what comes from within.
+std::uint64_t entries_by_itself(const Function& function, const std::vector<Block>& blocks) {
+    std::uint64_t entering = 0, leaving = 0;
+    for (const Block& block : blocks) {
+        if (!block.is_entry) continue;
+        entering += block.entering;
+        leaving += block.leaving;
+    }
+    const std::uint64_t all = function.count + entering;
+    return std::min({all - std::min(all, leaving), entering, function.count});
+}
+
 // The cost of a call with all that it leads to. Functions are known by their places in the profile.
 class InclusiveCosts {
 public:
@@ -47,13 +60,16 @@ public:
         : profile_(profile), names_(names) {
         costs_.reserve(profile.functions.size());
         for (const Function& function : profile.functions) {
+            const std::vector<Block> blocks = blocks_of(function);
             Cost& cost = costs_.emplace_back();
-            cost.lines = own_costs(function);
+            cost.lines = own_costs(function, blocks);
+            cost.entries = function.count - entries_by_itself(function, blocks);
             for (const auto& [line, count] : cost.lines) {
                 cost.own += static_cast<double>(count);
                 total_ += count;
             }
         }
+        note_calls();
     }
 
     // Of all functions together.
@@ -69,6 +85,7 @@ public:
 private:
     struct Cost {
         LineCosts lines{};
+        std::uint64_t entries = 0;  // by other functions
         double own = 0;
         double inclusive = 0;
         bool is_known = false;
@@ -80,8 +97,9 @@ private:
     };
 
     double entries(std::uint32_t function) const {
-        return static_cast<double>(profile_.functions[function].count);
+        return static_cast<double>(costs_[function].entries);
     }
+    void note_calls();
     bool is_counted(std::uint32_t callee) const {
         return callee != NameIndex::nobody && profile_.functions[callee].count != 0;
     }
@@ -98,6 +116,23 @@ private:
     std::vector<Step> steps_;
     std::uint64_t total_ = 0;
 };
+
+// Sampling may show too few entries by others; they can't be fewer than their calls.
+void InclusiveCosts::note_calls() {
+    std::vector<std::uint64_t> called(costs_.size());
+    for (std::uint32_t i = 0; i < costs_.size(); ++i) {
+        const auto callees = names_.of_calls(i);
+        for (std::size_t call = 0; call < callees.size(); ++call) {
+            const std::uint32_t callee = names_.only_function(callees[call]);
+            if (callee != NameIndex::nobody)
+                called[callee] += profile_.functions[i].calls[call].count;
+        }
+    }
+    for (std::uint32_t i = 0; i < costs_.size(); ++i) {
+        const std::uint64_t least = std::min(called[i], profile_.functions[i].count);
+        costs_[i].entries = std::max({costs_[i].entries, least, std::uint64_t{1}});
+    }
+}
 
 double InclusiveCosts::inclusive(std::uint32_t function) {
     if (!costs_[function].is_known) begin(function);

@@ -19,6 +19,33 @@ bool may_be_returned_to(const std::vector<Block>& blocks, std::size_t index) {
     return index == 0 || !blocks[index - 1].is_left;
 }
 
+// What edges bring to a block and take from it that may be calls of the function by itself and
+// returns from them: these are edges too, as both ends are in one function.
+struct Recursion {
+    std::uint64_t entering = 0;
+    std::uint64_t leaving = 0;
+};
+
+std::vector<Recursion> recursion_in(const Function& function, const std::vector<Block>& blocks) {
+    std::vector<Recursion> result(blocks.size());
+    const auto place_of = [&](std::uint64_t address) {
+        const auto place = std::lower_bound(
+            blocks.begin(), blocks.end(), address,
+            [](const Block& block, std::uint64_t value) { return block.address < value; });
+        return static_cast<std::size_t>(place - blocks.begin());
+    };
+    const bool may_recur = std::any_of(blocks.begin(), blocks.end(), [](const Block& block) {
+        return block.is_entry && block.is_entered;
+    });
+    if (!may_recur) return result;
+    for (const Edge& edge : function.edges) {
+        const std::size_t from = place_of(edge.from_address), to = place_of(edge.to_address);
+        if (blocks[to].is_entry) result[from].leaving += edge.count;
+        if (blocks[from].is_exit) result[to].entering += edge.count;
+    }
+    return result;
+}
+
 // What chance may add to, or take from, a difference of these counts.
 double noise_of(std::uint64_t sum, std::uint64_t edges, std::uint64_t runs) {
     return usual_deviations * std::sqrt(static_cast<double>(sum)) +
@@ -49,6 +76,7 @@ private:
 
 Imbalance imbalance_of(const Function& function, std::uint64_t runs) {
     const std::vector<Block> blocks = blocks_of(function);
+    const std::vector<Recursion> recursion = recursion_in(function, blocks);
     Sum sum(runs);
     std::uint64_t entries = 0, entered_again = 0, entry_edges = 0, exits = 0, exit_edges = 0;
     for (std::size_t i = 0; i < blocks.size(); ++i) {
@@ -64,11 +92,18 @@ Imbalance imbalance_of(const Function& function, std::uint64_t runs) {
             exit_edges += block.edges;
         }
         if (block.is_entry || block.is_exit || !block.is_entered || !block.is_left) continue;
-        if (block.entering >= block.leaving || !may_be_returned_to(blocks, i))
-            sum.compare(block.entering, block.leaving, block.edges);
+        const std::uint64_t leaving =
+            std::clamp(block.entering, block.leaving - recursion[i].leaving, block.leaving);
+        const std::uint64_t entering =
+            std::clamp(leaving, block.entering - recursion[i].entering, block.entering);
+        if (entering >= leaving || !may_be_returned_to(blocks, i))
+            sum.compare(entering, leaving, block.edges);
     }
-    // The entry block is left as often as calls and jumps back enter it.
-    if (entry_edges != 0) sum.compare(function.count + entered_again, entries, entry_edges + 1);
+    // The entry block is left as often as calls and jumps back enter it. Edges that enter it are
+    // jumps, or calls by the function itself, which are in its count already.
+    if (entry_edges != 0)
+        sum.compare(std::clamp(entries, function.count, function.count + entered_again), entries,
+                    entry_edges + 1);
     // A function can't return more often than it was entered. A return of it may be missing where
     // it ends with a jump to another function.
     if (exit_edges != 0 && exits > function.count)

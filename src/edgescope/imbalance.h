@@ -13,7 +13,8 @@ struct Imbalance {
     std::uint64_t noise = 0;    // the part of it that sampling explains
 };
 
-// The imbalance of one function. Calls and returns are no edges, so a block that ends with a call,
+// The imbalance of one function. Calls and returns are no edges, or, where a function calls
+// itself, edges like others; so a block that ends with a call,
 // or that a return leads to, is judged only as far as that leaves no doubt. `runs` is the number of
 // recordings that the counts come from, each of which rounds.
 Imbalance imbalance_of(const Function& function, std::uint64_t runs);

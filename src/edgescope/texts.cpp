@@ -2,15 +2,37 @@
 
 #include <cxxabi.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
+#include <unordered_map>
 
 #include "edgescope/message.h"
 
 namespace edgescope {
 
+// "S1_" and "T_" stand for earlier parts of a name, which may hold others in turn: 300 characters
+// can stand for more than any memory holds. Whatever is shown of a part, it is reached by each of
+// these tokens at most once, so the product of their uses tells how often it may be repeated.
+static bool may_grow_without_end(std::string_view name) {
+    constexpr std::string_view digits = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ";
+    constexpr std::size_t longest_token = 8;
+    constexpr double most_repeats = 1 << 26;  // names in large C++ programs stay below 2^23
+    std::unordered_map<std::string_view, double> ways;
+    for (std::size_t at = name.find_first_of("ST"); at != std::string_view::npos;
+         at = name.find_first_of("ST", at + 1)) {
+        const std::string_view rest = name.substr(at, longest_token);
+        const std::size_t end = rest.find_first_not_of(digits, 1);
+        if (end != std::string_view::npos && rest[end] == '_')
+            ways.try_emplace(rest.substr(0, end), 1).first->second += 1;
+    }
+    double repeats = 1;
+    for (const auto& [token, number] : ways) repeats = std::min(repeats * number, 2 * most_repeats);
+    return repeats > most_repeats;
+}
+
 std::string demangled(const std::string& name) {
-    if (!name.starts_with("_Z")) return name;
+    if (!name.starts_with("_Z") || may_grow_without_end(name)) return name;
     int status = 0;
     const std::unique_ptr<char, void (*)(void*)> text(
         abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status), &std::free);

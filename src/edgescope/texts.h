@@ -9,7 +9,8 @@
 
 namespace edgescope {
 
-// The name as a programmer wrote it, if it is a mangled one; otherwise the name itself.
+// The name as a programmer wrote it, if it is a mangled one; otherwise the name itself. So is one
+// that would grow beyond all bounds.
 std::string demangled(const std::string& name);
 
 // True if `name` is the function's, as it is stored or demangled.

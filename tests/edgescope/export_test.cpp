@@ -105,6 +105,18 @@ TEST_F(Export, callgrind_gets_lines_and_jumps) {
                           "cfi=B.C\ncfn=_Z1gi\ncalls=10 4\n12 20\n"));
 }
 
+// g is entered five times, four of them by itself; so f's one call of it costs all that it ran.
+TEST_F(Export, callgrind_gets_whole_costs_of_functions_that_call_themselves) {
+    database("a.db",
+             "INSERT INTO sf_filenames VALUES (1, 'A.C');"
+             "INSERT INTO sf_functions VALUES (1, 'f', 1, 1, 0), (2, 'g', 1, 5, 0);"
+             "INSERT INTO sf_edges VALUES"
+             " (2, 16, 5, 1, 0, 0, 2, 32, 6, 2, 0, 0, 5, 1),"
+             " (2, 32, 6, 2, 0, 0, 2, 16, 5, 1, 0, 0, 4, 0);"
+             "INSERT INTO sf_calls VALUES (1, 12, 3, 'g', 1)");
+    EXPECT_THAT(exported("callgrind", {"a.db"}), HasSubstr("cfn=g\ncalls=1 4\n12 10\n"));
+}
+
 TEST_F(Export, a_tracefile_has_lines_functions_and_branches) {
     database("a.db",
              "INSERT INTO sf_filenames VALUES (1, 'A.C');"
