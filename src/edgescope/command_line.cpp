@@ -3,8 +3,11 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
+#include <filesystem>
 #include <map>
+#include <set>
 
 #include "edgescope/message.h"
 
@@ -95,8 +98,10 @@ CLI::App* add_top(CLI::App& app, CommandLine& line) {
     CLI::App* const top = app.add_subcommand("top", "List the hottest functions, edges or calls");
     static const std::map<std::string, TopKind> kinds = {
         {"functions", TopKind::functions}, {"edges", TopKind::edges}, {"calls", TopKind::calls}};
-    top->add_option("--by", line.top.kind, "functions (default), edges or calls")
-        ->transform(CLI::CheckedTransformer(kinds))
+    top->add_option_function<std::string>(
+           "--by", [&line](const std::string& name) { line.top.kind = kinds.at(name); },
+           "functions (default), edges or calls")
+        ->check(CLI::IsMember(kinds))
         ->option_text("KIND");
     add_lines(*top, line.top.limit, "Lines of the list (default 20), 0 for all");
     top->add_option("--function", line.top.function, "Only of the function NAME")
@@ -154,6 +159,18 @@ void add_program_option(CLI::App& command, std::string& program) {
 #endif
 }
 
+// Without a word, an option that the format doesn't take would leave its user in error.
+void refuse_what_does_not_fit(const CLI::App& command, const std::string& format) {
+    static const std::map<std::string, std::set<std::string>> formats = {
+        {"--function", {"dot"}},
+        {"--min-share", {"dot"}},
+        {"--program", {"llvm"}},
+        {"--sources", {"lcov", "callgrind"}}};
+    for (const auto& [option, takers] : formats)
+        if (command.count(option) != 0 && takers.count(format) == 0)
+            throw CLI::ValidationError(option, "doesn't go with --to " + format);
+}
+
 CLI::App* add_export(CLI::App& app, CommandLine& line) {
     std::string formats = "Formats:\n";
     std::vector<std::string> names;
@@ -178,6 +195,7 @@ CLI::App* add_export(CLI::App& app, CommandLine& line) {
         ->check(CLI::ExistingDirectory);
     add_names_option(*command, options.demangle);
     add_databases(*command, line, "Databases, which are summed");
+    command->callback([command, &options] { refuse_what_does_not_fit(*command, options.format); });
     return command;
 }
 
@@ -201,9 +219,30 @@ CLI::App* add_view(CLI::App& app, CommandLine& line) {
 
 int refuse(const CLI::App& app, const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);
-    print_error("", error.what());
+    const std::vector<std::string> words = app.remaining();
+    const bool has_command = !app.get_subcommands().empty();
+    if (has_command || words.empty())
+        print_error("", has_command ? error.what() : "a command is required");
+    else
+        print_error("", "'" + words.front() + "' is no command");
     fmt::print(stderr, "Try 'edgescope --help' for more information.\n");
     return exit_failure;
+}
+
+// Databases are never written to, not even by mistake.
+bool would_replace_an_input(const CommandLine& line) {
+    const auto path_of = [](const std::string& name) {
+        return std::filesystem::path(std::u8string(name.begin(), name.end()));
+    };
+    std::vector<std::string> inputs = line.databases;
+    for (const std::string& name :
+         {line.viewing.old_database, line.viewing.program, line.exporting.program})
+        inputs.push_back(name);
+    return std::any_of(inputs.begin(), inputs.end(), [&](const std::string& input) {
+        std::error_code failure;
+        return std::filesystem::equivalent(path_of(input), path_of(line.output), failure) &&
+               std::filesystem::is_regular_file(path_of(input), failure);
+    });
 }
 
 }  // namespace
@@ -231,6 +270,10 @@ int parse_command_line(int argument_count, const char* const* arguments, Command
         app.parse(argument_count, arguments);
     } catch (const CLI::ParseError& error) {
         return refuse(app, error);
+    }
+    if (would_replace_an_input(line)) {
+        print_error(line.output, "is read, so it can't be the output");
+        return exit_failure;
     }
     line.command = commands.at(app.get_subcommands().front());
     line.reading.guard.time_limit =

@@ -32,6 +32,7 @@ TEST_F(CommandLine, wrong_use_is_told_on_standard_error_with_status_2) {
                                                {"export", "a.db"},
                                                {"export", "--to", "none", "a.db"},
                                                {"top", "--by", "none", "a.db"},
+                                               {"top", "--by", "1", "a.db"},
                                                {"compare", "--min-overlap", "101", "a.db", "b.db"},
                                                {"top", "--none", "a.db"}}) {
         const ProgramRun run = scope(arguments);
@@ -40,6 +41,38 @@ TEST_F(CommandLine, wrong_use_is_told_on_standard_error_with_status_2) {
         EXPECT_THAT(run.standard_error, StartsWith("edgescope: "));
         EXPECT_THAT(run.standard_error,
                     HasSubstr("\nTry 'edgescope --help' for more information.\n"));
+    }
+}
+
+TEST_F(CommandLine, a_command_that_is_unknown_or_missing_is_told) {
+    EXPECT_THAT(scope({"none"}).standard_error, StartsWith("edgescope: 'none' is no command\n"));
+    EXPECT_THAT(scope({}).standard_error, StartsWith("edgescope: a command is required\n"));
+}
+
+TEST_F(CommandLine, options_that_a_format_does_not_take_are_refused) {
+    database("a.db", small_profile);
+    for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
+             {"csv", "--function", "f"}, {"llvm", "--min-share", "1"}, {"dot", "--sources", "."}}) {
+        const ProgramRun run = scope({"export", "--to", words[0], words[1], words[2], "a.db"});
+        EXPECT_EQ(run.exit_status, 2) << run;
+        EXPECT_EQ(run.standard_output, "");
+        EXPECT_THAT(run.standard_error,
+                    StartsWith("edgescope: " + words[1] + ": doesn't go with --to " + words[0]));
+    }
+}
+
+TEST_F(CommandLine, a_file_that_is_read_cannot_be_the_output) {
+    database("a.db", small_profile);
+    database("b.db", small_profile);
+    const std::string before = read("a.db");
+    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+             {"top", "-o", "a.db", "a.db"},
+             {"check", "-o", "./a.db", "b.db", "a.db"},
+             {"view", "--compare", "a.db", "-o", "a.db", "b.db"}}) {
+        const ProgramRun run = scope(arguments);
+        EXPECT_EQ(run.exit_status, 2) << run;
+        EXPECT_THAT(run.standard_error, HasSubstr("a.db: is read, so it can't be the output\n"));
+        EXPECT_EQ(read("a.db"), before);
     }
 }
 
