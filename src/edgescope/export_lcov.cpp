@@ -1,6 +1,7 @@
 // A tracefile of lines, functions and branches, for genhtml.
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "edgescope/blocks.h"
@@ -121,8 +122,15 @@ bool export_lcov(const Profile& profile, const ExportOptions& options, Output& o
     std::map<std::string, Functions> by_file;
     for (const Function& function : profile.functions)
         if (has_file(function)) by_file[function.file].push_back(&function);
-    for (const auto& [file, functions] : by_file)
-        FilePart(functions, options, output).write(sources.path_of(file));
+    std::vector<std::string> missing;
+    for (const auto& [file, functions] : by_file) {
+        const std::optional<std::string> path = sources.find(file);
+        if (!path && !options.sources.empty())
+            missing.push_back(file);  // genhtml stops at a file that isn't there
+        else
+            FilePart(functions, options, output).write(path.value_or(file));
+    }
+    tell_missing_sources(missing, options.sources);
     return true;
 }
 

@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "edgescope/message.h"
+
 namespace edgescope {
 
 // The form in which paths are compared: upper case, `/` between the components.
@@ -52,6 +54,17 @@ std::optional<std::string> SourceFiles::find(const std::string& stored_name) con
                                  return common_components(comparable(a), wanted) <
                                         common_components(comparable(b), wanted);
                              });
+}
+
+void tell_missing_sources(const std::vector<std::string>& missing, const std::string& directory) {
+    constexpr std::size_t named_files = 20;
+    if (missing.empty()) return;
+    std::string text = "sources that aren't there, and are left out:";
+    for (std::size_t i = 0; i < std::min(missing.size(), named_files); ++i)
+        text += (i == 0 ? " " : ", ") + missing[i];
+    if (missing.size() > named_files)
+        text += " and " + std::to_string(missing.size() - named_files) + " more";
+    print_warning(directory, text);
 }
 
 }  // namespace edgescope

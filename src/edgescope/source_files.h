@@ -27,4 +27,7 @@ private:
     std::map<std::string, std::vector<std::string>> by_last_component_;  // in upper case
 };
 
+// Warns that these files aren't below the directory. Of many, the first are named.
+void tell_missing_sources(const std::vector<std::string>& missing, const std::string& directory);
+
 }  // namespace edgescope

@@ -5,7 +5,6 @@
 #include <fstream>
 #include <map>
 
-#include "edgescope/message.h"
 #include "edgescope/source_files.h"
 
 namespace edgescope {
@@ -14,19 +13,6 @@ namespace {
 // Of a longer file only the part around the lines that ran is taken.
 constexpr std::size_t lines_of_whole_file = 5000;
 constexpr std::size_t lines_around = 200;
-
-// So many files are named in a message.
-constexpr std::size_t named_files = 20;
-
-void tell_missing(const std::vector<std::string>& missing, const std::string& directory) {
-    if (missing.empty()) return;
-    std::string text = "sources that aren't there, and are left out:";
-    for (std::size_t i = 0; i < std::min(missing.size(), named_files); ++i)
-        text += (i == 0 ? " " : ", ") + missing[i];
-    if (missing.size() > named_files)
-        text += " and " + std::to_string(missing.size() - named_files) + " more";
-    print_warning(directory, text);
-}
 
 }  // namespace
 
@@ -48,7 +34,7 @@ ViewSources::ViewSources(const Profile& profile, const ViewLines& lines,
         numbers_[name] = static_cast<std::int64_t>(files_.size());
         files_.push_back(std::move(file));
     }
-    tell_missing(missing, directory);
+    tell_missing_sources(missing, directory);
 }
 
 bool ViewSources::read(File& file) const {

@@ -131,6 +131,17 @@ TEST_F(Export, a_tracefile_has_lines_functions_and_branches) {
               "DA:9,30\nDA:10,20\nDA:11,20\nDA:12,0\nDA:13,5\nLF:5\nLH:4\nend_of_record\n");
 }
 
+TEST_F(Export, a_tracefile_leaves_out_sources_that_are_not_there) {
+    database("a.db", small_profile);
+    write("tree/a.c", "");
+    const ProgramRun run = scope({"export", "--to", "lcov", "--sources", "tree", "a.db"});
+    EXPECT_EQ(run.exit_status, 0) << run;
+    EXPECT_THAT(run.standard_output, HasSubstr("SF:tree/a.c\n"));
+    EXPECT_THAT(run.standard_output, Not(HasSubstr("B.C")));
+    EXPECT_EQ(run.standard_error,
+              "edgescope: tree: warning: sources that aren't there, and are left out: B.C\n");
+}
+
 TEST_F(Export, a_flat_profile_has_lines_from_the_functions_first_and_call_targets) {
     database("a.db", small_profile);
     EXPECT_EQ(exported("llvm", {"a.db"}),
