@@ -14,7 +14,9 @@ using program::Frame;
 using program::Instruction;
 using program::Position;
 
-void print(std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); }
+void print(std::string_view text) {
+    if (!text.empty()) std::fwrite(text.data(), 1, text.size(), stdout);
+}
 
 void print_function(const program::Program& opened, const program::Function& function) {
     const program::Declaration declaration = opened.declaration_of(function);
