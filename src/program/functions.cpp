@@ -97,11 +97,21 @@ std::optional<std::uint32_t> index_at(const std::vector<Function>& functions, Ad
     return static_cast<std::uint32_t>(found - functions.begin());
 }
 
-// The first parts of the scopes, by scope.
-std::unordered_map<std::uint32_t, Address> entries_of(const Scopes& scopes) {
+// The entries of the scopes, by scope: the part at which the symbol of a function stands, or the
+// first one. A compiler may list a cold part in front of the entry.
+std::unordered_map<std::uint32_t, Address> entries_of(const Scopes& scopes,
+                                                      const std::vector<Function>& functions) {
+    const auto begins_function = [&](Address address) {
+        const auto index = index_at(functions, address);
+        return index && functions[*index].has_symbol &&
+               !functions[*index].name.ends_with(cold_ending);
+    };
     std::unordered_map<std::uint32_t, Address> entries;
-    for (const Scopes::Part& part : scopes.parts())
-        entries.try_emplace(part.scope, part.range.start);
+    for (const Scopes::Part& part : scopes.parts()) {
+        const auto [entry, is_new] = entries.try_emplace(part.scope, part.range.start);
+        if (!is_new && !begins_function(entry->second) && begins_function(part.range.start))
+            entry->second = part.range.start;
+    }
     return entries;
 }
 
@@ -110,7 +120,7 @@ std::unordered_map<std::uint32_t, Address> entries_of(const Scopes& scopes) {
 class ColdParts {
 public:
     ColdParts(std::vector<Function>& functions, const Scopes& scopes)
-        : functions_(functions), scopes_(scopes), entries_(entries_of(scopes)) {
+        : functions_(functions), scopes_(scopes), entries_(entries_of(scopes, functions)) {
         for (std::uint32_t i = 0; i < functions.size(); ++i) names_[functions[i].name].push_back(i);
     }
 
@@ -142,11 +152,10 @@ private:
     Names names_;
 };
 
-// Parts of one function of the debug information belong to the one with its entry, which is the
-// scope's first.
+// Parts of one function of the debug information belong to the one with its entry.
 void join_parts(std::vector<Function>& functions, const std::vector<Start>& starts,
                 const Scopes& scopes) {
-    const auto entries = entries_of(scopes);
+    const auto entries = entries_of(scopes, functions);
     for (std::uint32_t i = 0; i < functions.size(); ++i) {
         if (starts[i].scope == Scope::none) continue;
         const auto owner = index_at(functions, entries.at(starts[i].scope));

@@ -229,6 +229,19 @@ class AgainstOtherReaders(unittest.TestCase):
         self.assertEqual({one.owner for one in parts}, {max(one.start for one in parts)})
         self.assertEqual({(one.line, os.path.basename(one.file)) for one in parts}, {(3, "cold.cpp")})
 
+    def test_parts_belong_to_the_entry_even_if_the_debug_information_lists_it_last(self):
+        source = self.place / "parts.c"
+        source.write_text("#include <stdio.h>\nint total;\n__attribute__((noinline)) int work(int n) {\n"
+                          "    if (n % 1000 == 999) {\n        printf(\"%d\\n\", n);\n        total += 7;\n    }\n"
+                          "    return total += n;\n}\nint main(int argc, char** argv) { return work(argc); }\n")
+        program = self.place / "parts"
+        output_of("clang", "-g", "-gdwarf-4", "-O1", "-fbasic-block-sections=all", source, "-o", program)
+        symbols = dict(reversed(line.split()[::2]) for line in output_of("nm", program).splitlines()
+                       if line.split()[-1] in ("work", "main"))
+        parts = [one for one in Dump(program).functions if one.name == "work"]
+        self.assertGreater(len(parts), 1)
+        self.assertEqual({one.owner for one in parts}, {int(symbols["work"], 16)})
+
     def test_damaged_programs_are_read_or_refused(self):
         whole = self.build("g++", "-g", "-O1", "-gdwarf-5").read_bytes()
         random.seed(1)
