@@ -162,6 +162,9 @@ std::int32_t int_of(const std::string& text) {
     return static_cast<std::int32_t>(std::strtoll(text.c_str(), nullptr, 10));
 }
 
+// Ids are the low 32 bits, without a sign.
+std::uint32_t id_of(const std::string& text) { return static_cast<std::uint32_t>(int_of(text)); }
+
 void read_runs(const RawConnection& database, NaiveProfile& profile) {
     const RawStatement row(database, "SELECT * FROM sf_run_info WHERE sf_key = 'num_runs'");
     if (!row.is_prepared() || !row.next_row()) return;
@@ -196,21 +199,21 @@ void read_calls(const RawConnection& database, std::uint32_t id, fuzz::NaiveFunc
 bool read_functions(const RawConnection& database, NaiveProfile& profile) {
     const RawStatement largest(database, "SELECT max(sf_id) FROM sf_filenames");
     if (!largest.is_prepared() || !largest.next_row()) return false;
-    const std::int64_t size = std::max<std::int64_t>(std::int64_t{largest.int32(0)} + 1, 1);
-    std::map<std::int32_t, std::string> files;
+    const std::uint64_t size = std::uint64_t{largest.uint32(0)} + 1;
+    std::map<std::uint32_t, std::string> files;
     const RawStatement file(database, "SELECT * FROM sf_filenames");
-    while (file.next_row()) files[int_of(file.text(0))] = file.text(1);
+    while (file.next_row()) files[id_of(file.text(0))] = file.text(1);
     const RawStatement row(database, "SELECT * FROM sf_functions");
     if (!row.is_prepared()) return false;
     while (row.next_row()) {
-        const std::int32_t file_id = int_of(row.text(2));
-        if (file_id < 0 || file_id >= size) return false;
+        const std::uint32_t file_id = id_of(row.text(2));
+        if (file_id >= size) return false;
         fuzz::NaiveFunction& function = profile.function(files[file_id], row.text(1));
         function.count +=
             static_cast<std::uint64_t>(std::strtoll(row.text(3).c_str(), nullptr, 10));
         function.flags |=
             static_cast<std::uint64_t>(std::strtoll(row.text(4).c_str(), nullptr, 10)) & 3;
-        const auto id = static_cast<std::uint32_t>(int_of(row.text(0)));
+        const std::uint32_t id = id_of(row.text(0));
         read_edges(database, id, function);
         read_calls(database, id, function);
     }
