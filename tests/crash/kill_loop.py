@@ -182,6 +182,9 @@ class Loop:
         self.remove("x.db-journal", "x.db")
         shutil.copy(self.path("base.db"), self.path("x.db"))
 
+    def has_killed_a_writer(self):
+        return self.seen["append, safe"]["within"] > 0
+
     def prepare_appending(self, functions):
         self.write("none.csv", HEADER)
         self.write("base.csv", edge_file(range(functions), 12))
@@ -289,6 +292,10 @@ class Loop:
         self.seen["create, safe"]["without indexes" if len(steps) < len(STEPS) else state] += 1
 
 
+# Chance may kill no run while it writes: then there are more rounds, up to so many times the number asked for.
+MOST_ROUNDS = 20
+
+
 def main():
     parser = argparse.ArgumentParser(description="Kill merges and look at what they leave.")
     parser.add_argument("--binary", required=True)
@@ -307,10 +314,12 @@ def main():
         print("seed %d; a run takes %.0f ms safely, %.0f ms quickly, %.1f ms to create"
               % (seed, 1e3 * loop.ends[SAFE], 1e3 * loop.ends[QUICK], 1e3 * loop.created))
         rounds = [loop.append_safely, loop.create_safely, loop.append_safely, loop.append_quickly]
-        for number in range(options.rounds):
+        for number in range(MOST_ROUNDS * options.rounds):
+            if number >= options.rounds and (options.rounds < 20 or loop.has_killed_a_writer()):
+                break
             try:
                 # The machine may have more or less to do by now.
-                if number % 50 == 49:
+                if number % 50 == 49 or number >= options.rounds and number % 4 == 0:
                     loop.measure_appending()
                 rounds[number % 4]()
             except Fault as fault:
@@ -319,7 +328,7 @@ def main():
             print("%s: %s" % (kind, ", ".join("%d %s" % (count, state)
                                               for state, count in sorted(states.items()))))
     print("%.1f s" % (time.monotonic() - begin))
-    if options.rounds >= 20 and not loop.seen["append, safe"]["within"]:
+    if options.rounds >= 20 and not loop.has_killed_a_writer():
         sys.exit("no run was killed while it wrote")
 
 
